@@ -1,0 +1,39 @@
+#include "config/BriskParser.h"
+
+#include "server/BriskLog.h"
+
+BriskParser::BriskParser(std::map<int, Action*>* map) : mMap(map) {}
+
+BriskParser::~BriskParser() {
+    if (mMap == nullptr) {
+        return;
+    }
+    for (auto& entry : *mMap) {
+        Action* record = entry.second;
+        while (record != nullptr) {
+            Action* next = record->next;
+            delete record;
+            record = next;
+        }
+    }
+    delete mMap;
+    mMap = nullptr;
+}
+
+int BriskParser::doParse(int cmdId, Action* out) {
+    if (out == nullptr || mMap == nullptr) {
+        BRISK_LOGE("doParse failed, nullptr!");
+        return 2;
+    }
+    auto it = mMap->find(cmdId);
+    if (it == mMap->end()) {
+        return 1;
+    }
+    const Action* header = it->second;
+    if (header == nullptr || header->next == nullptr) {
+        return 0;
+    }
+    // Copy-assignment copies `next` too, so the caller's record leads on into our chain.
+    *out = *header->next;
+    return 0;
+}

@@ -1,0 +1,14 @@
+#pragma once
+
+// Functions of the device's own libraries that the service only calls. On a
+// device they come from the customisation and jank-log libraries; on Linux the
+// brisk_plat library supplies stand-ins.
+extern "C" {
+// Resolves `relativePath` to a readable configuration file, writing the path into
+// `buffer` (128 bytes). Returns `buffer`, or null when no file was found.
+char* get_one_cfg_file(const char* relativePath, int type, char* buffer);
+
+// Writes one record to the system's jank event log.
+int __zqlog_jank_print(int level, int eventId, const char* format, ...)
+    __attribute__((format(printf, 3, 4)));
+}

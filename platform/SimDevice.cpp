@@ -1,0 +1,252 @@
+#include "platform/SimDevice.h"
+
+#include <time.h>
+
+#include <algorithm>
+
+namespace {
+// The record keeps at most this many payload values of one doAction call.
+constexpr unsigned int kMaxRecordedPayload = 64;
+
+int64_t monotonicNs() {
+    timespec ts{};
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return static_cast<int64_t>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
+}
+}  // namespace
+
+SimDevice& SimDevice::instance() {
+    static SimDevice device;
+    return device;
+}
+
+SimDevice::SimDevice() { reset(); }
+
+void SimDevice::reset() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mValues = {{22, kLittleHwMax}, {24, kBigHwMax}, {26, kGpuHwMax}};
+    mFaults.clear();
+    mPlatFaults = 0;
+    mLoaderFaults = 0;
+    mRecording = true;
+    mListener = nullptr;
+    mRecord.clear();
+    mCounts.clear();
+}
+
+void SimDevice::setValue(int tag, int value) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mValues[tag] = value;
+}
+
+int SimDevice::value(int tag) const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    auto it = mValues.find(tag);
+    return it == mValues.end() ? -1 : it->second;
+}
+
+void SimDevice::failNext(SimCall::Op op, int code, int count) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mFaults[op] = {code, count};
+}
+
+void SimDevice::failPlatCreation(int count) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mPlatFaults = count;
+}
+
+void SimDevice::failLoaderCreation(int count) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mLoaderFaults = count;
+}
+
+bool SimDevice::takePlatCreationFault() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    if (mPlatFaults <= 0) {
+        return false;
+    }
+    --mPlatFaults;
+    return true;
+}
+
+bool SimDevice::takeLoaderCreationFault() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    if (mLoaderFaults <= 0) {
+        return false;
+    }
+    --mLoaderFaults;
+    return true;
+}
+
+void SimDevice::setRecording(bool on) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRecording = on;
+}
+
+void SimDevice::setListener(Listener listener) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mListener = std::move(listener);
+}
+
+std::vector<SimCall> SimDevice::record() const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mRecord;
+}
+
+void SimDevice::clearRecord() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    mRecord.clear();
+}
+
+long SimDevice::callCount(SimCall::Op op) const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    auto it = mCounts.find(op);
+    return it == mCounts.end() ? 0 : it->second;
+}
+
+int SimDevice::takeFaultLocked(SimCall::Op op) {
+    ++mCounts[op];
+    auto it = mFaults.find(op);
+    if (it == mFaults.end() || it->second.second <= 0) {
+        return 0;
+    }
+    int code = it->second.first;
+    if (--it->second.second == 0) {
+        mFaults.erase(it);
+    }
+    return code;
+}
+
+void SimDevice::finishLocked(SimCall& call) {
+    if (!mRecording && !mListener) {
+        return;
+    }
+    call.timeNs = monotonicNs();
+    if (mListener) {
+        mListener(call);
+    }
+    if (mRecording) {
+        mRecord.push_back(std::move(call));
+    }
+}
+
+void SimDevice::copyArrays(int len, const int* tags, const int* values, SimCall& call) {
+    if (len <= 0 || tags == nullptr) {
+        return;
+    }
+    call.tags.assign(tags, tags + len);
+    if (values != nullptr) {
+        call.values.assign(values, values + len);
+    }
+}
+
+int SimDevice::initialize() {
+    std::lock_guard<std::mutex> lock(mMutex);
+    SimCall call;
+    call.op = SimCall::Op::Initialize;
+    call.result = takeFaultLocked(call.op);
+    int result = call.result;
+    finishLocked(call);
+    return result;
+}
+
+int SimDevice::doAction(const Action* action, unsigned int len, const int* payload) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    SimCall call;
+    call.op = SimCall::Op::DoAction;
+    call.result = takeFaultLocked(call.op);
+    if (action == nullptr && call.result == 0) {
+        call.result = -1;
+    }
+    if (mRecording || mListener) {
+        if (action != nullptr) {
+            call.cmdId = action->cmdId;
+            call.name = action->name;
+            call.duration = action->duration;
+            call.pairs.assign(action->tagValues.begin(),
+                              action->tagValues.begin() + 2 * action->tagPairCount());
+        }
+        call.len = len;
+        call.payloadNull = payload == nullptr;
+        if (payload != nullptr) {
+            call.payload.assign(payload, payload + std::min(len, kMaxRecordedPayload));
+        }
+    }
+    int result = call.result;
+    finishLocked(call);
+    return result;
+}
+
+int SimDevice::setConfig(int len, const int* tags, const int* values) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    SimCall call;
+    call.op = SimCall::Op::SetConfig;
+    call.result = takeFaultLocked(call.op);
+    bool badArgs = len < 0 || (len > 0 && (tags == nullptr || values == nullptr));
+    if (badArgs && call.result == 0) {
+        call.result = -1;
+    }
+    if (!badArgs) {
+        if (call.result == 0) {
+            for (int i = 0; i < len; ++i) {
+                mValues[tags[i]] = values[i];
+            }
+        }
+        copyArrays(len, tags, values, call);
+    }
+    int result = call.result;
+    finishLocked(call);
+    return result;
+}
+
+int SimDevice::getConfig(int len, const int* tags, int* values) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    SimCall call;
+    call.op = SimCall::Op::GetConfig;
+    call.result = takeFaultLocked(call.op);
+    bool badArgs = len < 0 || (len > 0 && (tags == nullptr || values == nullptr));
+    if (badArgs && call.result == 0) {
+        call.result = -1;
+    }
+    if (!badArgs) {
+        if (call.result == 0) {
+            for (int i = 0; i < len; ++i) {
+                auto it = mValues.find(tags[i]);
+                values[i] = it == mValues.end() ? -1 : it->second;
+            }
+        }
+        copyArrays(len, tags, call.result == 0 ? values : nullptr, call);
+    }
+    int result = call.result;
+    finishLocked(call);
+    return result;
+}
+
+int SimDevice::doSchedLevelAction(int len, const int* tags, const int* levels) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    SimCall call;
+    call.op = SimCall::Op::DoSchedLevelAction;
+    call.result = takeFaultLocked(call.op);
+    bool badArgs = len < 0 || (len > 0 && (tags == nullptr || levels == nullptr));
+    if (badArgs && call.result == 0) {
+        call.result = -1;
+    }
+    if (!badArgs) {
+        copyArrays(len, tags, levels, call);
+    }
+    int result = call.result;
+    finishLocked(call);
+    return result;
+}
+
+int SimDevice::setProbeTarget(int tid, int mode) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    SimCall call;
+    call.op = SimCall::Op::SetProbeTarget;
+    call.result = takeFaultLocked(call.op);
+    call.tid = tid;
+    call.mode = mode;
+    int result = call.result;
+    finishLocked(call);
+    return result;
+}

@@ -1,0 +1,203 @@
+// The configuration file, from disk to the Action chains that BriskParser hands out.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "config/BriskLoadXml.h"
+#include "config/BriskParser.h"
+#include "platform/BriskPlat.h"
+#include "platform/CfgFileResolver.h"
+#include "platform/SimDevice.h"
+#include "support/LogCapture.h"
+#include "support/TempConfig.h"
+
+namespace {
+
+// Loads the configuration the way the service does and returns the parser.
+std::unique_ptr<BriskParser> loadParser() {
+    std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
+    std::map<int, Action*>* map = loader->loadXmlMap();
+    return map == nullptr ? nullptr : std::make_unique<BriskParser>(map);
+}
+
+class ConfigLoaderTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        SimDevice::instance().reset();
+        CfgFileResolver::reset();
+    }
+    LogCapture log;
+};
+
+TEST_F(ConfigLoaderTest, StepsBecomeActionsWithTheirPairsInDocumentOrder) {
+    TempConfig cfg = TempConfig::withCommands(R"(
+        <cmd id="12300" name="launch">
+          <step><duration>0</duration><little_cpu_max>1200000</little_cpu_max><led>on</led></step>
+          <step><duration>150</duration><tag_99>-7</tag_99></step>
+        </cmd>)");
+    auto parser = loadParser();
+    ASSERT_NE(parser, nullptr);
+
+    Action first;
+    ASSERT_EQ(parser->doParse(12300, &first), 0);
+    EXPECT_EQ(first.cmdId, 12300);
+    EXPECT_EQ(first.name, "launch");
+    EXPECT_EQ(first.duration, 0);
+    EXPECT_EQ(first.tagCount, 2);
+    EXPECT_EQ(first.tagValues, (std::vector<int>{2, 1200000, 10, 1}))
+        << "a named tag keeps its value; an unknown name is a platform item (10, 1)";
+    EXPECT_EQ(first.keyValues,
+              (std::vector<std::string>{"little_cpu_max", "1200000", "led", "on"}));
+    ASSERT_NE(first.next, nullptr) << "the copied step leads on into the parser's chain";
+    EXPECT_EQ(first.next->duration, 150);
+    EXPECT_EQ(first.next->tagValues, (std::vector<int>{99, -7}));
+    EXPECT_EQ(first.next->next, nullptr);
+}
+
+TEST_F(ConfigLoaderTest, EveryNamedTagOfTheLanguageMapsToItsNumber) {
+    const std::pair<const char*, int> names[] = {
+        {"little_cpu_min", 1}, {"little_cpu_max", 2}, {"big_cpu_min", 4},
+        {"big_cpu_max", 5},    {"gpu_min", 7},        {"gpu_max", 8},
+        {"ipa_on_temp", 17},   {"ipa_control_temp", 18}, {"ipa_sustainable_power", 19},
+        {"fork_on_big_cluster", 20}, {"priority", 101}, {"hmp", 50},
+        {"boost", 51},         {"vip", 52},           {"top_app", 53},
+        {"root", 54},          {"foreground", 55},    {"system_background", 56},
+        {"key_background", 57}, {"background", 58},   {"tag_12345", 12345}};
+    std::string step;
+    std::vector<int> expected;
+    for (const auto& entry : names) {
+        step += std::string("<") + entry.first + ">3</" + entry.first + ">";
+        expected.push_back(entry.second);
+        expected.push_back(3);
+    }
+    TempConfig cfg = TempConfig::withCommands("<c id=\"7\"><s>" + step + "</s></c>");
+    auto parser = loadParser();
+    ASSERT_NE(parser, nullptr);
+    Action first;
+    ASSERT_EQ(parser->doParse(7, &first), 0);
+    EXPECT_EQ(first.tagValues, expected);
+    EXPECT_EQ(first.duration, 0) << "a step without a duration goes to the scheduling manager";
+}
+
+TEST_F(ConfigLoaderTest, BadStepsAreDroppedOneByOneAndTheCommandKeepsTheRest) {
+    TempConfig cfg = TempConfig::withCommands(R"(
+        <c id="1" name="a">
+          <s><duration>10</duration></s>
+          <s><duration>12x</duration></s>
+          <s><gpu_max></gpu_max></s>
+          <s><duration>40</duration></s>
+        </c>
+        <c id="2"><s><big_cpu_max>99999999999</big_cpu_max></s><s><duration>5</duration></s></c>
+        <c id="3"><s/></c>)");
+    auto parser = loadParser();
+    ASSERT_NE(parser, nullptr);
+
+    Action a;
+    ASSERT_EQ(parser->doParse(1, &a), 0);
+    EXPECT_EQ(a.duration, 10);
+    EXPECT_EQ(a.next, nullptr) << "steps 2 and 3 are dropped, and a fourth step is never read";
+    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "xml gpu_max's value is NULL!"));
+
+    Action b;
+    ASSERT_EQ(parser->doParse(2, &b), 0);
+    EXPECT_EQ(b.duration, 5) << "an out-of-range tag value drops its step only";
+
+    Action c;
+    ASSERT_EQ(parser->doParse(3, &c), 0);
+    EXPECT_EQ(c.duration, 0) << "a step without children is a step with empty lists";
+    EXPECT_EQ(c.tagCount, 0);
+}
+
+TEST_F(ConfigLoaderTest, IdsAreCheckedAndTheFirstDefinitionWins) {
+    TempConfig cfg = TempConfig::withCommands(R"(
+        <c id="5" name="first"><s><duration>1</duration></s></c>
+        <c id="5" name="second"><s><duration>2</duration></s></c>
+        <c id="abc"><s><duration>3</duration></s></c>
+        <c id="4294967296"><s><duration>4</duration></s></c>
+        <c><s><duration>5</duration></s></c>
+        <c id="6"/>)");
+    auto parser = loadParser();
+    ASSERT_NE(parser, nullptr);
+
+    Action five;
+    ASSERT_EQ(parser->doParse(5, &five), 0);
+    EXPECT_EQ(five.name, "first");
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR,
+                        "multi-cmdId exist! we choose the first one, cmdId=5"), 1);
+
+    Action six;
+    six.duration = 77;
+    EXPECT_EQ(parser->doParse(6, &six), 0);
+    EXPECT_EQ(six.duration, 77) << "a command without steps leaves the output untouched";
+    EXPECT_EQ(six.name, "");
+
+    Action none;
+    EXPECT_EQ(parser->doParse(0, &none), 1) << "elements without a usable id are skipped";
+    EXPECT_EQ(parser->doParse(5, nullptr), 2);
+    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "doParse failed, nullptr!"));
+}
+
+TEST_F(ConfigLoaderTest, BrokenFilesFailWithTheirCodes) {
+    BriskParser empty(nullptr);
+    Action out;
+    EXPECT_EQ(empty.doParse(1, &out), 2);
+
+    struct Case {
+        const char* content;
+        int code;
+    };
+    const Case cases[] = {
+        {"", 2},
+        {"<policy><c id=\"1\"><s>", 2},
+        {"\x01\x02\xff\xfe binary", 2},
+        {"<other><c id=\"1\"/></other>", 3},
+        {"<policy/>", 3},
+        {"<policy>text only</policy>", 3},
+    };
+    for (const Case& c : cases) {
+        TempConfig cfg = TempConfig::withContent(c.content);
+        std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
+        std::map<int, RawXmlData*> raw;
+        EXPECT_EQ(loader->innerLoad(cfg.path().c_str(), &raw), c.code) << c.content;
+        BriskLoadXml::freeRawXmlMap(raw);
+        log.clear();
+        EXPECT_EQ(loader->loadXmlMap(), nullptr);
+        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "get brisk_config_cust.xml failed!,ret:" +
+                                                   std::to_string(c.code)));
+    }
+}
+
+TEST_F(ConfigLoaderTest, DeeplyNestedAndMissingFilesDoNotCrash) {
+    std::string deep;
+    for (int i = 0; i < 5000; ++i) {
+        deep += "<a>";
+    }
+    TempConfig cfg = TempConfig::withContent("<policy><c id=\"1\"><s>" + deep + "</s></c></policy>");
+    std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
+    EXPECT_EQ(loader->loadXmlMap(), nullptr);
+
+    CfgFileResolver::setFile("/nonexistent/brisk.xml");
+    EXPECT_EQ(loader->loadXmlMap(), nullptr);
+    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "brisk_config_cust.xml is not exit or file is invalid!"));
+}
+
+TEST_F(ConfigLoaderTest, CreateParserInstallsTheParserOrReportsWhy) {
+    TempConfig cfg = TempConfig::withCommands("<c id=\"9\"><s><duration>3</duration></s></c>");
+    std::unique_ptr<BriskPlat> plat(getPlat());
+    ASSERT_EQ(plat->createParser(), 0);
+    Action out;
+    EXPECT_EQ(plat->mParser->doParse(9, &out), 0);
+    EXPECT_EQ(out.duration, 3);
+
+    std::unique_ptr<BriskPlat> second(getPlat());
+    SimDevice::instance().failLoaderCreation();
+    EXPECT_EQ(second->createParser(), -1);
+    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "server get loader failed!"));
+
+    CfgFileResolver::setFile("/nonexistent");
+    EXPECT_EQ(second->createParser(), -1);
+    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "load xml map failed!"));
+    EXPECT_EQ(second->mParser, nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+#include "support/TempConfig.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <stdexcept>
+
+#include "platform/CfgFileResolver.h"
+
+TempConfig TempConfig::withCommands(const std::string& commands) {
+    return TempConfig("<?xml version=\"1.0\"?>\n<policy>\n" + commands + "\n</policy>\n");
+}
+
+TempConfig TempConfig::withContent(const std::string& content) { return TempConfig(content); }
+
+TempConfig::TempConfig(const std::string& content) {
+    char pattern[] = "/tmp/brisk-test-XXXXXX";
+    if (mkdtemp(pattern) == nullptr) {
+        throw std::runtime_error("mkdtemp failed");
+    }
+    mDir = pattern;
+    mPath = mDir + "/brisk_config_cust.xml";
+    std::ofstream(mPath, std::ios::binary) << content;
+    CfgFileResolver::setFile(mPath);
+}
+
+TempConfig::TempConfig(TempConfig&& other) noexcept
+    : mDir(std::move(other.mDir)), mPath(std::move(other.mPath)) {
+    other.mDir.clear();
+    other.mPath.clear();
+}
+
+TempConfig::~TempConfig() {
+    if (mDir.empty()) {
+        return;
+    }
+    unlink(mPath.c_str());
+    rmdir(mDir.c_str());
+    CfgFileResolver::reset();
+}
