@@ -19,6 +19,6 @@ run_suite() {
 }
 
 run_suite plain
-run_suite asan -DBRISK_SANITIZE=address -DBRISK_BUILD_TOOLS=OFF
+run_suite asan -DBRISK_SANITIZE=address
 run_suite tsan -DBRISK_SANITIZE=thread -DBRISK_BUILD_TOOLS=OFF -DBRISK_THREADED_TESTS_ONLY=ON
 echo "== all test runs passed =="

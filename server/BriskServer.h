@@ -1,0 +1,103 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <atomic>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "config/Action.h"
+
+class BriskPlat;
+class FreqClientManager;
+class SchedLevelManager;
+class ProbeHandler;
+
+// The one object a host holds: wires the platform, the two managers, the parser
+// and the probe handler in init(), then routes events, client requests and dumps.
+class BriskServer {
+public:
+    // Command ids with a fixed meaning.
+    static constexpr int kProbeCmdId = 4116;
+    static constexpr int kSceneFirstCmdId = 4118;
+    static constexpr int kSceneLastCmdId = 4352;
+    static constexpr int kGovernorFirstCmdId = 4224;
+    static constexpr int kGovernorBaseCmdId = 4119;
+    static constexpr int kDefaultGroupCmdId = 5376;
+    static constexpr int kOnOffFirstCmdId = 12288;
+    static constexpr int kOnOffLastCmdId = 13568;
+    static constexpr int kClientRestartCmdId = 20224;
+    static constexpr int kFreqReportSwitchCmdId = 20225;
+
+    // Entry-point results.
+    static constexpr int kResultOk = 0;
+    static constexpr int kResultNotInited = 1;
+    static constexpr int kResultParseFailed = 2;
+    static constexpr int kResultExecutorFailed = 3;
+    static constexpr int kResultComponentMissing = 4;
+    static constexpr int kResultInvalidParam = -1;
+
+    BriskServer();
+    virtual ~BriskServer();
+
+    BriskServer(const BriskServer&) = delete;
+    BriskServer& operator=(const BriskServer&) = delete;
+
+    virtual int briskEvent(int cmdId, const char* msg, unsigned int len, const int* payload);
+    virtual int briskSetConfig(int clientId, int tagLen, const int* tags, const int* configs);
+    virtual int briskGetConfig(int tagLen, const int* tags, int* configs);
+
+    int init();
+    int briskGetVersion();
+    void dumpBriskServerInfo(int fd, const std::vector<std::string>& args);
+
+    void deleteObject();
+    Action* deleteActionPtr(Action* head);
+
+    // Event routes.
+    int doOnOffAction(const Action* action, unsigned int len, const int* payload);
+    int doProbeEvent(const char* msg, unsigned int len, const int* payload);
+    int doNotificationEvent(int cmdId, unsigned int len, const int* payload);
+    bool isParamValid(unsigned int len, const int* payload);
+
+    // Scene priorities. Every look-up of mPriorityMap inserts a missing id with 0.
+    void initExistingPriority();
+    void initPriorityMap();
+    void setPriorityMap(int cmdId, Action* action);
+    int getPriority(Action* action);
+    int getInterPriority(Action* action);
+    bool isPriorityValid(int cmdId);
+    int getCmdIdWithMaxPrio(bool governorOnly);
+    int getMaxGovPrioCmdIdInOnEvent(int cmdId);
+    int getMaxGovPrioCmdIdInOffEvent();
+
+    // Special scenes.
+    int doSpecialSceneEvent(int cmdId, unsigned int len, const int* payload);
+    int doSpecialAction(int cmdId, int payload);
+    int doOnEvent(int cmdId, int newPriority, int curPriority);
+    int doOffEvent(int cmdId, int* outCmdId, int* outPayload);
+
+protected:
+    BriskPlat* mPlatPtr;
+    FreqClientManager* mFreqClientPtr;
+    SchedLevelManager* mSchedLevelPtr;
+    ProbeHandler* mProbeHandler;
+    pthread_mutex_t mSceneMutex;
+    // Written by the dump, read by the event paths without a lock: a late or
+    // early verbose line is acceptable, a torn read is not.
+    std::atomic<bool> mLogOn;
+    bool mInited;
+    int mCurSceneCmdId;
+    std::map<int, int> mPriorityMap;
+    std::set<int> mSceneSet;
+
+private:
+    // doParse through the platform's parser; -1 when there is none.
+    int parseCommand(int cmdId, Action* out);
+    int doPlainEvent(int cmdId, unsigned int len, const int* payload);
+    int doSceneBegin(int cmdId);
+    int doSceneEnd(int cmdId);
+    int doClientRestart();
+};

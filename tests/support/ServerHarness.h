@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/SimCall.h"
+#include "server/BriskServer.h"
+#include "support/LogCapture.h"
+#include "support/TempConfig.h"
+
+// A BriskServer that lets tests look at its bookkeeping.
+class InspectableServer : public BriskServer {
+public:
+    using BriskServer::mCurSceneCmdId;
+    using BriskServer::mFreqClientPtr;
+    using BriskServer::mInited;
+    using BriskServer::mPlatPtr;
+    using BriskServer::mPriorityMap;
+    using BriskServer::mProbeHandler;
+    using BriskServer::mSceneSet;
+    using BriskServer::mSchedLevelPtr;
+};
+
+// A configuration covering every route of the service: defaults for eight EAS
+// groups, the probe command, ordinary and governor scenes, on/off actions, plain
+// timed and scheduling events.
+std::string fullTestConfig();
+
+// The device record as lines ("doAction cmd=100 ..."), optionally of one operation.
+std::vector<std::string> recordLines();
+std::vector<std::string> recordLines(SimCall::Op op);
+
+// What dumpBriskServerInfo writes for `args`, read back through a pipe.
+std::string dumpText(BriskServer& server, const std::vector<std::string>& args);
