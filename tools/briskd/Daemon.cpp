@@ -192,15 +192,17 @@ void Daemon::shutDown() {
 }
 
 int Daemon::run() {
-    if (!setUpProcess() || !setUpPolicy() || !setUpDevice()) {
+    if (!setUpProcess() || !setUpPolicy()) {
         return kExitFailed;
     }
+    // The socket first: a daemon refused because another one is live must not
+    // touch the record, the jank log or the device.
     std::string error;
     if (!mListen.open(mOptions.socketPath, kBacklog, &error)) {
         BRISKD_LOGE("%s", error.c_str());
         return kExitFailed;
     }
-    if (!startServer()) {
+    if (!setUpDevice() || !startServer()) {
         mListen.remove();
         mRecorder.stop();
         return kExitFailed;

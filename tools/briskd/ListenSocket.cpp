@@ -31,7 +31,9 @@ bool ListenSocket::makeParents(const std::string& path, std::string* error) {
     for (size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
         std::string folder = path.substr(0, slash);
-        if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+        if (mkdir(folder.c_str(), kFolderMode) == 0) {
+            mCreatedFolders.push_back(folder);
+        } else if (errno != EEXIST) {
             *error = errnoText("cannot create " + folder);
             return false;
         }
@@ -111,12 +113,16 @@ bool ListenSocket::open(const std::string& path, int backlog, std::string* error
 
 void ListenSocket::remove() {
     mFd.reset();
-    if (mPath.empty()) {
-        return;
+    if (!mPath.empty()) {
+        struct stat st {};
+        if (lstat(mPath.c_str(), &st) == 0 && st.st_dev == mDev && st.st_ino == mIno) {
+            unlink(mPath.c_str());
+        }
+        mPath.clear();
     }
-    struct stat st {};
-    if (lstat(mPath.c_str(), &st) == 0 && st.st_dev == mDev && st.st_ino == mIno) {
-        unlink(mPath.c_str());
+    // Innermost first; a folder that something else now uses is not empty and stays.
+    for (auto it = mCreatedFolders.rbegin(); it != mCreatedFolders.rend(); ++it) {
+        rmdir(it->c_str());
     }
-    mPath.clear();
+    mCreatedFolders.clear();
 }

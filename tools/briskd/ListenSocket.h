@@ -3,12 +3,14 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 #include "tools/briskd/UniqueFd.h"
 
 // The daemon's listening Unix stream socket. Opening creates the missing parent
 // folders (mode 0755: only root writes there), replaces a stale socket file left
-// by a dead daemon and refuses a path where a daemon still answers.
+// by a dead daemon and refuses a path where a daemon still answers. Removing it
+// deletes the socket file and the folders that opening created, when empty.
 class ListenSocket {
 public:
     ListenSocket() = default;
@@ -25,11 +27,12 @@ public:
     void remove();
 
 private:
-    static bool makeParents(const std::string& path, std::string* error);
+    bool makeParents(const std::string& path, std::string* error);
     static bool clearStale(const std::string& path, std::string* error);
 
     UniqueFd mFd;
     std::string mPath;
+    std::vector<std::string> mCreatedFolders;  // outermost first
     dev_t mDev = 0;
     ino_t mIno = 0;
 };
