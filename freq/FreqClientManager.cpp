@@ -76,10 +76,9 @@ FreqClientManager* getFreqClient(BriskPlat* plat) {
     return new FreqClientManager(plat);
 }
 
-FreqClientManager::FreqClientManager(BriskPlat* plat) : mPlat(plat) {
+FreqClientManager::FreqClientManager(BriskPlat* plat)
+    : mPlat(plat), mMaxFreqRead(false), mUploadEnabled(false) {
     pthread_mutex_init(&mMutex, nullptr);
-    mMaxFreqRead = false;
-    mUploadEnabled = false;
     initConfigSet();
     initConfigMap(mDuskConfigMap);
     initConfigMap(mFernConfigMap);

@@ -135,38 +135,17 @@ TEST_F(FreqInfoUploadTest, NothingLimitsWhileTheHardwareMaximaAreUnknown) {
     EXPECT_EQ(takeBodies(), std::vector<std::string>{"1,,,799,4>"});
 }
 
-TEST_F(FreqInfoUploadTest, ClientStatusAndBitsFollowTheirTables) {
-    EXPECT_EQ(upload.getClientBitVal(1), 4);
-    EXPECT_EQ(upload.getClientBitVal(2), 2);
-    EXPECT_EQ(upload.getClientBitVal(3), 1);
+TEST_F(FreqInfoUploadTest, OnlyACeilingFromOneUpToBelowItsMaximumLimits) {
+    FreqInfoUpload::FreqClient client{kLittleHw, 0, -1};
+    EXPECT_FALSE(upload.getClientStatus(client)) << "equal to the maximum, 0 and -1 never limit";
+    client = {INT_MIN, INT_MAX, kGpuHw - 1};
+    EXPECT_TRUE(upload.getClientStatus(client)) << "any one ceiling below its maximum limits";
+    client = {kLittleHw + 1, 1, -1};
+    EXPECT_TRUE(upload.getClientStatus(client)) << "a ceiling of 1 limits";
     for (int id : {0, 4, -1, INT_MIN}) {
         EXPECT_EQ(upload.getClientBitVal(id), -1) << id;
         EXPECT_FALSE(upload.isFreqClientLimited(id)) << id;
     }
-
-    FreqInfoUpload::FreqClient client{kLittleHw, 0, -1};
-    EXPECT_FALSE(upload.getClientStatus(client)) << "equal to the maximum, 0 and -1 never limit";
-    client.gpuMax = kGpuHw - 1;
-    EXPECT_TRUE(upload.getClientStatus(client)) << "any one ceiling below its maximum limits";
-    client = {INT_MIN, INT_MAX, 1};
-    EXPECT_TRUE(upload.getClientStatus(client)) << "a ceiling of 1 limits";
-    upload.init(client);
-    EXPECT_EQ(client.littleCpuMax, -1);
-    EXPECT_EQ(client.bigCpuMax, -1);
-    EXPECT_EQ(client.gpuMax, -1);
-
-    upload.saveTags(client, 5, 10);
-    upload.saveTags(client, 2, 20);
-    upload.saveTags(client, 99, 30);
-    EXPECT_EQ(client.bigCpuMax, 10);
-    EXPECT_EQ(client.littleCpuMax, 20);
-    EXPECT_EQ(client.gpuMax, 30) << "any tag other than 2 and 5 lands in the GPU field";
-
-    upload.updateFreqClient(2, 8, 5);
-    EXPECT_TRUE(upload.isFreqClientLimited(2));
-    upload.updateFreqClient(7, 8, 5);
-    EXPECT_FALSE(upload.isFreqClientLimited(1)) << "an unknown id changes no record";
-    EXPECT_FALSE(upload.isFreqClientLimited(3)) << "an unknown id changes no record";
 }
 
 TEST_F(FreqInfoUploadTest, ABitIsRefreshedOnlyByItsOwnClientsReportedRequest) {
