@@ -108,6 +108,23 @@ std::vector<std::string> splitLines(const std::string& all) {
     return lines;
 }
 
+// What arrives on `fd` until its end; "<no end>" when it does not end in time.
+std::string readToEnd(int fd, int ms) {
+    std::string all;
+    char buffer[4096];
+    for (;;) {
+        pollfd p{fd, POLLIN, 0};
+        if (poll(&p, 1, ms) <= 0) {
+            return "<no end>";
+        }
+        ssize_t n = read(fd, buffer, sizeof(buffer));
+        if (n <= 0) {
+            return all;
+        }
+        all.append(buffer, static_cast<size_t>(n));
+    }
+}
+
 template <typename Pred>
 bool eventually(Pred pred, int ms = 10000) {
     auto end = Clock::now() + std::chrono::milliseconds(ms);
@@ -422,8 +439,9 @@ TEST_F(DaemonTest, EveryEntryPointReachesTheServiceThroughBriskctl) {
     EXPECT_EQ(get.exitCode, 0);
     EXPECT_EQ(get.out, "result 0\ngpu_max 600000\n22 2000000\n");
     // Scheduling tags by number go to the scheduling manager.
+    size_t schedCalls = countRecord("doSchedLevelAction ");
     EXPECT_EQ(ctl({"set", "fern", "40=1"}).exitCode, 0);
-    EXPECT_EQ(countRecord("doSchedLevelAction "), 2u);  // default groups at start, then FERN
+    EXPECT_EQ(countRecord("doSchedLevelAction "), schedCalls + 1);
 
     // The dump is written to briskctl's own standard output by the daemon.
     CtlRun logOn = ctl({"dump", "--logon"});
@@ -485,7 +503,10 @@ TEST_F(DaemonTest, ManyClientsAtOnceAreAllServed) {
 }
 
 TEST_F(DaemonTest, PeerCredentialsDecideAndRefusalsChangeNothing) {
-    start({"--allow", "event=uid:65534", "--allow", "fern=gid:65534"});
+    std::ofstream(mDir + "/policy") << "# granted to nobody\n"
+                                    << "fern  gid:65534   # by group\n\n"
+                                    << "get uid:1,uid:65534\n";
+    start({"--allow", "event=uid:65534", "--policy", mDir + "/policy"});
     size_t before = record().size();
 
     // Denied: another client's identity, reading values, the dump.
@@ -493,9 +514,9 @@ TEST_F(DaemonTest, PeerCredentialsDecideAndRefusalsChangeNothing) {
     EXPECT_EQ(dusk.exitCode, 4);
     EXPECT_EQ(dusk.err, "briskctl: permission denied: uid 65534 may not act as DUSK\n");
     EXPECT_EQ(dusk.out, "");
-    CtlRun get = ctl({"get", "gpu_max"}, true);
-    EXPECT_EQ(get.exitCode, 4);
-    EXPECT_NE(get.err.find("permission denied"), std::string::npos);
+    CtlRun moss = ctl({"set", "MOSS", "40=1"}, true);
+    EXPECT_EQ(moss.exitCode, 4);
+    EXPECT_NE(moss.err.find("permission denied"), std::string::npos);
     CtlRun dump = ctl({"dump", "--logon"}, true);
     EXPECT_EQ(dump.exitCode, 4);
     EXPECT_EQ(dump.out, "") << "a refused dump must write nothing";
@@ -508,6 +529,7 @@ TEST_F(DaemonTest, PeerCredentialsDecideAndRefusalsChangeNothing) {
     EXPECT_TRUE(recordHas("setConfig 8:500000"));
     // Other client ids (0 is the report switch) need the event right.
     EXPECT_EQ(ctl({"set", "0", "10000=65536"}, true).exitCode, 0);
+    EXPECT_EQ(ctl({"get", "gpu_max"}, true).out, "result 0\ngpu_max 500000\n");
     EXPECT_EQ(ctl({"version"}, true).exitCode, 0);
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(readFile(mDir + "/briskd.log").find("briskEvent cmdId="), std::string::npos)
@@ -547,6 +569,15 @@ TEST_F(DaemonTest, MalformedRequestsGetErrorsAndLeaveNothingBehind) {
             << "a dump with three descriptors";
         close(pipes[0]);
         close(pipes[1]);
+        // A good dump: once the client closes its end, the pipe ends, so the daemon
+        // has closed its copy.
+        ASSERT_EQ(pipe(pipes), 0);
+        EXPECT_EQ(client.call(kDump, concat({ints({1}), text("--logoff")}), {pipes[1]}).status,
+                  kOk);
+        close(pipes[1]);
+        EXPECT_EQ(readToEnd(pipes[0], 5000), "brisk log is OFF\n\n")
+            << "the daemon kept its copy of the dump descriptor";
+        close(pipes[0]);
         EXPECT_EQ(client.call(kVersion, {}).result, 1) << "the connection must still work";
     }
     // Requests after which the daemon answers and closes.
@@ -584,7 +615,7 @@ TEST_F(DaemonTest, MalformedRequestsGetErrorsAndLeaveNothingBehind) {
         }
     }
     EXPECT_EQ(ctl({"version"}).exitCode, 0);
-    EXPECT_TRUE(eventually([&] { return daemonFdCount() == baseFds; }))
+    EXPECT_TRUE(eventually([&] { return daemonFdCount() <= baseFds; }))
         << "descriptors leaked: " << daemonFdCount() << " open, " << baseFds << " before";
     EXPECT_EQ(stop(), 0);
 }
@@ -640,20 +671,32 @@ TEST_F(DaemonTest, AFloodOfConnectionsIsCappedAndTheDaemonRecovers) {
         flood.push_back(std::make_unique<RawClient>(mSocket));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    auto answeredBusy = [](RawClient& client, int ms) {
+        pollfd p{client.fd(), POLLIN, 0};
+        RawReply reply;
+        return poll(&p, 1, ms) > 0 && client.receive(&reply, 100) && reply.status == kBusy;
+    };
     int busy = 0;
     for (auto& client : flood) {
-        pollfd p{client->fd(), POLLIN, 0};
-        RawReply reply;
-        busy += poll(&p, 1, 0) > 0 && client->receive(&reply, 100) && reply.status == kBusy;
+        busy += answeredBusy(*client, 0);
     }
     EXPECT_GE(busy, 56) << "connections beyond the limit must be refused at once";
+    // A slot may have been held by the start-up check's connection for a moment:
+    // connect until a newcomer is refused, so that every slot is surely taken.
+    for (int i = 0; i < 5; ++i) {
+        flood.push_back(std::make_unique<RawClient>(mSocket));
+        if (answeredBusy(*flood.back(), 300)) {
+            break;
+        }
+    }
     CtlRun refused = ctl({"version"});
     EXPECT_EQ(refused.exitCode, 5);
     EXPECT_NE(refused.err.find("too many clients"), std::string::npos);
     // The silent ones are cut off after the timeout; then the daemon answers again.
     EXPECT_TRUE(eventually([this] { return ctl({"version"}).exitCode == 0; }));
     flood.clear();
-    EXPECT_TRUE(eventually([&] { return daemonFdCount() == baseFds; }));
+    EXPECT_TRUE(eventually([&] { return daemonFdCount() <= baseFds; }))
+        << "descriptors leaked: " << daemonFdCount() << " open, " << baseFds << " before";
     EXPECT_EQ(stop(), 0);
 }
 
@@ -689,6 +732,10 @@ TEST_F(DaemonTest, StartUpRefusesLiveDaemonsBadPathsAndBrokenConfigurations) {
     EXPECT_NE(broken.err.find("init default group sched level failed!"), std::string::npos);
     EXPECT_NE(lstat(mSocket.c_str(), &st), 0) << "a daemon that failed left its socket";
     EXPECT_EQ(run(daemonArgs({"--allow", "event=user:"})).exitCode, 1);
+    std::ofstream(mDir + "/policy") << "event uid:5\nsteal uid:5\n";
+    CtlRun badPolicy = run(daemonArgs({"--policy", mDir + "/policy"}));
+    EXPECT_EQ(badPolicy.exitCode, 1);
+    EXPECT_NE(badPolicy.err.find("policy:2: unknown right 'steal'"), std::string::npos);
     EXPECT_EQ(run(daemonArgs({"--backend", "kernel"})).exitCode, 2);
 }
 

@@ -226,7 +226,7 @@ bool AccessPolicy::loadFile(const std::string& path, std::string* error) {
 }
 
 bool AccessPolicy::allows(const PeerCredentials& peer, Right right) const {
-    if (peer.uid == 0) {
+    if (peer.uid == 0 || peer.uid == mOwner) {
         return true;
     }
     const Grants& grants = mGrants[static_cast<size_t>(right)];
@@ -245,6 +245,9 @@ std::vector<std::string> AccessPolicy::describe() const {
     for (const RightInfo& info : kRights) {
         const Grants& grants = mGrants[static_cast<size_t>(info.right)];
         std::string line = std::string(info.name) + ": root";
+        if (mOwner != 0) {
+            line += ", uid " + std::to_string(mOwner) + " (the daemon's user)";
+        }
         if (grants.anyone) {
             line += ", anyone";
         }

@@ -8,9 +8,10 @@
 
 #include "tools/briskd/PeerCredentials.h"
 
-// Who may do what, decided from the peer's credentials only. Root (uid 0) holds
-// every right; any other peer holds the rights that a rule grants it. Asking for
-// the version needs no right.
+// Who may do what, decided from the peer's credentials only. Root (uid 0) and
+// the daemon's own user hold every right (either could signal or trace the
+// daemon anyway); any other peer holds the rights that a rule grants it. Asking
+// for the version needs no right.
 class AccessPolicy {
 public:
     enum class Right { Event, Dusk, Fern, Moss, Get, Dump };
@@ -23,6 +24,9 @@ public:
     bool addOption(const std::string& option, std::string* error);
     // A policy file: one rule per line, "RIGHT SUBJECT ...", '#' starts a comment.
     bool loadFile(const std::string& path, std::string* error);
+
+    // The user the daemon runs as.
+    void setOwner(uid_t uid) { mOwner = uid; }
 
     bool allows(const PeerCredentials& peer, Right right) const;
 
@@ -47,4 +51,5 @@ private:
     bool addSubject(Grants& grants, const std::string& subject, std::string* error);
 
     std::array<Grants, kRightCount> mGrants;
+    uid_t mOwner = 0;
 };

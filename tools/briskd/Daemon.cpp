@@ -27,6 +27,7 @@ constexpr int kBacklog = 64;
 constexpr size_t kMaxConfigPath = 127;
 // After running out of descriptors, the accept loop pauses this long.
 constexpr int kAcceptBackoffMs = 100;
+constexpr std::chrono::seconds kBusyLogInterval(1);
 }  // namespace
 
 Daemon::Daemon(const DaemonOptions& options) : mOptions(options) {}
@@ -63,6 +64,7 @@ bool Daemon::setUpProcess() {
 }
 
 bool Daemon::setUpPolicy() {
+    mPolicy.setOwner(geteuid());
     std::string error;
     for (const std::string& file : mOptions.policyFiles) {
         if (!mPolicy.loadFile(file, &error)) {
@@ -140,11 +142,23 @@ void Daemon::acceptPending() {
         auto connection = std::make_shared<Connection>(std::move(client), peer, *mHandler,
                                                        mOptions.timeoutMs, mStopFd.get());
         if (!mPool->tryStart([connection]() { connection->serve(); })) {
-            BRISKD_LOGW("refused %s: %zu clients already connected", peer.describe().c_str(),
-                        mPool->limit());
             Connection::refuseBusy(fd, mPool->limit());
+            noteBusyRefusal(peer);
         }
     }
+}
+
+void Daemon::noteBusyRefusal(const PeerCredentials& peer) {
+    // One line per second at most: a flood of connections must not flood the log.
+    auto now = std::chrono::steady_clock::now();
+    ++mBusyRefusals;
+    if (now - mLastBusyLog < kBusyLogInterval) {
+        return;
+    }
+    BRISKD_LOGW("%zu clients already connected: refused %ld connection(s), the last from %s",
+                mPool->limit(), mBusyRefusals, peer.describe().c_str());
+    mBusyRefusals = 0;
+    mLastBusyLog = now;
 }
 
 void Daemon::serveUntilSignalled() {

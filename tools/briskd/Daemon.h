@@ -1,11 +1,13 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 
 #include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/ConnectionPool.h"
 #include "tools/briskd/DaemonOptions.h"
 #include "tools/briskd/ListenSocket.h"
+#include "tools/briskd/PeerCredentials.h"
 #include "tools/briskd/ProbeTracker.h"
 #include "tools/briskd/SimRecorder.h"
 #include "tools/briskd/UniqueFd.h"
@@ -38,6 +40,7 @@ private:
     bool startServer();
     void serveUntilSignalled();
     void acceptPending();
+    void noteBusyRefusal(const PeerCredentials& peer);
     void shutDown();
 
     DaemonOptions mOptions;
@@ -50,4 +53,6 @@ private:
     BriskServer* mServer = nullptr;
     std::unique_ptr<RequestHandler> mHandler;
     std::unique_ptr<ConnectionPool> mPool;
+    long mBusyRefusals = 0;
+    std::chrono::steady_clock::time_point mLastBusyLog{};
 };

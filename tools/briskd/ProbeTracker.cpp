@@ -10,7 +10,7 @@ constexpr int kProbeStart = 0;
 constexpr int kProbeStop = -1;
 // Time for the probe thread to make a pass over its queues after the last
 // probe event (the stops sent here included) and go back to sleep.
-constexpr std::chrono::milliseconds kSettleTime(200);
+constexpr std::chrono::milliseconds kSettleTime(500);
 // The service's boost delay and hold time, plus margin: after this long without
 // a start, the probe thread has unboosted every thread by itself.
 constexpr std::chrono::milliseconds kHoldTime(8 + 256 + 300);
