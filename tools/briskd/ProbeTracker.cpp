@@ -8,11 +8,8 @@
 namespace {
 constexpr int kProbeStart = 0;
 constexpr int kProbeStop = -1;
-// Time for the probe thread to make a pass over its queues after the last
-// probe event (the stops sent here included) and go back to sleep.
-constexpr std::chrono::milliseconds kSettleTime(500);
 // The service's boost delay and hold time, plus margin: after this long without
-// a start, the probe thread has unboosted every thread by itself.
+// a start, the probe worker has unboosted every thread by itself.
 constexpr std::chrono::milliseconds kHoldTime(8 + 256 + 300);
 }  // namespace
 
@@ -22,7 +19,6 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
     const int* payload = values.empty() ? nullptr : values.data();
     int result = server.briskEvent(BriskServer::kProbeCmdId, msg.c_str(),
                                    static_cast<unsigned int>(values.size()), payload);
-    mLastEvent = std::chrono::steady_clock::now();
     int pid = 0;
     int tid = 0;
     // The same reading of the message as the service's; only accepted events with
@@ -32,8 +28,7 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
         return result;
     }
     if (values[0] == kProbeStart) {
-        mAnyStart = true;
-        mLastStart = mLastEvent;
+        mLastStart = std::chrono::steady_clock::now();
         if (mTids.size() < kMaxTracked) {
             mTids.insert(tid);
         } else if (mTids.count(tid) == 0) {
@@ -47,26 +42,15 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
 
 void ProbeTracker::releaseAll(BriskServer& server) {
     std::lock_guard<std::mutex> lock(mMutex);
-    if (!mAnyStart) {
-        return;
-    }
     const int stop[1] = {kProbeStop};
     for (int tid : mTids) {
         char msg[64];
         snprintf(msg, sizeof(msg), "pid=0|tid=%d", tid);
         server.briskEvent(BriskServer::kProbeCmdId, msg, 1, stop);
     }
-    if (!mTids.empty()) {
-        mLastEvent = std::chrono::steady_clock::now();
-    }
     mTids.clear();
     if (mOverflowed) {
+        // Threads beyond the list: let the worker's hold time run out for them.
         std::this_thread::sleep_until(mLastStart + kHoldTime);
     }
-    std::this_thread::sleep_until(mLastEvent + kSettleTime);
-}
-
-size_t ProbeTracker::trackedCount() const {
-    std::lock_guard<std::mutex> lock(mMutex);
-    return mTids.size();
 }
