@@ -42,16 +42,16 @@ DumpWatchdog::DumpWatchdog(int timeoutMs) {
         return;  // no watchdog: the dump runs unbounded, as a plain host would run it
     }
     mArmed = true;
-    itimerspec spec{};
-    spec.it_value.tv_sec = timeoutMs / 1000;
-    spec.it_value.tv_nsec = static_cast<long>(timeoutMs % 1000) * 1000 * 1000;
-    if (spec.it_value.tv_sec == 0 && spec.it_value.tv_nsec == 0) {
-        spec.it_value.tv_nsec = 1;
+    itimerspec timing{};
+    timing.it_value.tv_sec = timeoutMs / 1000;
+    timing.it_value.tv_nsec = static_cast<long>(timeoutMs % 1000) * 1000 * 1000;
+    if (timing.it_value.tv_sec == 0 && timing.it_value.tv_nsec == 0) {
+        timing.it_value.tv_nsec = 1;
     }
     // Repeats, so that a signal that lands just before the write begins is
     // followed by one that interrupts it.
-    spec.it_interval.tv_nsec = kRepeatNs;
-    timer_settime(mTimer, 0, &spec, nullptr);
+    timing.it_interval.tv_nsec = kRepeatNs;
+    timer_settime(mTimer, 0, &timing, nullptr);
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, signalNumber());
