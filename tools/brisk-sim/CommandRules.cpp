@@ -202,8 +202,10 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
                                "stands, and a client's step from it restarts at -20");
         }
     }
-    return std::string(n == 1 ? "defaults: hmp group " : "defaults: eight EAS groups ") +
-           levelsText(step);
+    if (n == 1) {
+        return "defaults: the hmp group at " + std::to_string(valueAt(step, 0));
+    }
+    return "defaults: eight EAS groups: " + levelsText(step);
 }
 
 std::string CommandRules::scene(const CheckedCommand& command, CheckReport& report) {
@@ -285,6 +287,7 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
         last[tag] = value;
         freqs.push_back(paramName(step, i) + " " + std::to_string(value));
     }
+    const int errorsBefore = report.errorCount();
     const std::string refused = "every begin and end is refused with -1";
     if (!belowOne.empty()) {
         report.error(id, command.line,
@@ -315,6 +318,9 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
                              ", " + std::to_string(pair[1]) +
                              "): every begin is refused with -1 (\"freq is invalid(min > freq)\")");
         }
+    }
+    if (report.errorCount() > errorsBefore) {
+        return "on/off: refused";
     }
     if (n == 0) {
         report.warning(id, command.line,

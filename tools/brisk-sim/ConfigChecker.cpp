@@ -63,8 +63,10 @@ std::string ConfigChecker::suggestName(const std::string& name) {
     for (int tag : kNamedTags) {
         known.emplace_back(ConfigVocabulary::nameForTag(tag));
     }
+    // Short names are close to too many others: allow one edit below eight letters.
+    const size_t kShortName = 8;
     std::string best;
-    size_t bestDistance = 3;
+    size_t bestDistance = name.size() < kShortName ? 2 : 3;
     for (const std::string& candidate : known) {
         size_t d = lower(name) == candidate ? 0 : editDistance(name, candidate);
         if (d < bestDistance) {

@@ -22,7 +22,8 @@ public:
     int run(const std::string& path, FILE* out);
 
     // The closest name of the configuration language to `name` (within two
-    // edits, or equal but for letter case), or empty.
+    // edits, one for names shorter than eight letters, or equal but for letter
+    // case), or empty.
     static std::string suggestName(const std::string& name);
 
 private:
