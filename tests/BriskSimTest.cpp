@@ -173,10 +173,24 @@ std::vector<std::string> exampleNames() {
     return names;
 }
 
+// Every suite runs the built program; a build without the host programs
+// (BRISK_BUILD_TOOLS=OFF) has nothing to test here.
+class BriskSimBinary : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (access(kBinary.c_str(), X_OK) != 0) {
+            GTEST_SKIP() << kBinary << " is not built";
+        }
+    }
+};
+class BriskSimExamples : public BriskSimBinary {};
+class BriskSimScenario : public BriskSimBinary {};
+class BriskSimCheck : public BriskSimBinary {};
+
 // ---- the shipped files ----
 
 // BRISK_UPDATE_GOLDEN=1 rewrites the golden files from the current transcripts.
-TEST(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscript) {
+TEST_F(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscript) {
     const std::vector<std::string> names = exampleNames();
     ASSERT_GE(names.size(), 4u) << "etc/examples holds the example scenarios";
     for (const std::string& name : names) {
@@ -201,7 +215,7 @@ TEST(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscript) {
     }
 }
 
-TEST(BriskSimExamples, TheShippedConfigurationPassesTheChecker) {
+TEST_F(BriskSimExamples, TheShippedConfigurationPassesTheChecker) {
     SimRun run = runSim({"--check", "--config", kShippedConfig});
     expectClean(run, "--check");
     EXPECT_EQ(run.status, 0) << "the shipped configuration must have no error:\n" << run.out;
@@ -212,7 +226,7 @@ TEST(BriskSimExamples, TheShippedConfigurationPassesTheChecker) {
 
 // ---- the scenario language ----
 
-TEST(BriskSimScenario, EntryPointsPrintTheirCallsAndResults) {
+TEST_F(BriskSimScenario, EntryPointsPrintTheirCallsAndResults) {
     SimRun run = runScenario(
         "\n# a comment line\n   # an indented one\nevent 100\r\n"
         "init\n"
@@ -270,7 +284,7 @@ TEST(BriskSimScenario, EntryPointsPrintTheirCallsAndResults) {
         << rest;
 }
 
-TEST(BriskSimScenario, QuotedTokensHoldBlanksQuotesAndNothing) {
+TEST_F(BriskSimScenario, QuotedTokensHoldBlanksQuotesAndNothing) {
     SimRun run =
         runScenario("init\ndump \"\"\ndump \"--log\"on\ndump \"--logon \"\ndump \"\" \"\"\ndump\n");
     ASSERT_EQ(run.status, 0) << run.err;
@@ -291,7 +305,7 @@ TEST(BriskSimScenario, QuotedTokensHoldBlanksQuotesAndNothing) {
     EXPECT_TRUE(contains(escaped.err, "unknown tag \"a \"b\\c\"")) << escaped.err;
 }
 
-TEST(BriskSimScenario, LinesItCannotUnderstandStopTheRunWithTheirNumber) {
+TEST_F(BriskSimScenario, LinesItCannotUnderstandStopTheRunWithTheirNumber) {
     struct Case {
         const char* line;
         const char* reason;
@@ -339,9 +353,14 @@ TEST(BriskSimScenario, LinesItCannotUnderstandStopTheRunWithTheirNumber) {
     SimRun twice = runScenario("init\ninit\n");
     EXPECT_EQ(twice.status, 1);
     EXPECT_TRUE(contains(twice.err, "line 2: init has already built the service")) << twice.err;
+    SimRun retry = runScenario("fail initialize 7\ninit\ninit\n");
+    EXPECT_EQ(retry.status, 0) << "an init that failed and cleaned up may run again: " << retry.err;
+    EXPECT_TRUE(
+        contains(retry.out, "log E initialize failed!\n= 7\n> init\nplat initialize\n= 0\n"))
+        << retry.out;
 }
 
-TEST(BriskSimScenario, UsageErrorsExitWithTwo) {
+TEST_F(BriskSimScenario, UsageErrorsExitWithTwo) {
     TempDir dir;
     const std::string scenario = dir.file("s.scenario", "version\n");
     const std::vector<std::vector<std::string>> cases = {
@@ -367,7 +386,7 @@ TEST(BriskSimScenario, UsageErrorsExitWithTwo) {
     EXPECT_EQ(file.out, "> version\n= 1\n") << "SCENARIO may be a file";
 }
 
-TEST(BriskSimScenario, EndsCleanlyWhateverTheProbeThreadIsDoing) {
+TEST_F(BriskSimScenario, EndsCleanlyWhateverTheProbeThreadIsDoing) {
     // A boost held for 256 ms, a waiting thread, and tid 0, which never times out
     // and keeps the probe thread polling: the run still ends at once, without a
     // leak or a use of what the server freed.
@@ -380,7 +399,7 @@ TEST(BriskSimScenario, EndsCleanlyWhateverTheProbeThreadIsDoing) {
     EXPECT_FALSE(contains(run.out, "plat setProbeTarget 0 ")) << "tid 0 never reaches the platform";
 }
 
-TEST(BriskSimScenario, GarbageLinesNeverCrashIt) {
+TEST_F(BriskSimScenario, GarbageLinesNeverCrashIt) {
     std::mt19937 random(7);
     // No "sleep": a random one could last a minute.
     const std::string alphabet = "event set get dump device fail init 0 1 -1 = \" \\ # | x \t";
@@ -403,7 +422,7 @@ TEST(BriskSimScenario, GarbageLinesNeverCrashIt) {
 
 // ---- the configuration checker ----
 
-TEST(BriskSimCheck, ListsWhatTheServiceDoesWithEachCommand) {
+TEST_F(BriskSimCheck, ListsWhatTheServiceDoesWithEachCommand) {
     SimRun run = check(policy(kStartUp + R"(
   <c id="4120" name="cam"><s><priority>250</priority></s></c>
   <c id="4121" name="builtin"><s><lamp>on</lamp></s></c>
@@ -436,7 +455,7 @@ TEST(BriskSimCheck, ListsWhatTheServiceDoesWithEachCommand) {
     }
 }
 
-TEST(BriskSimCheck, FindsWhatStopsStartUp) {
+TEST_F(BriskSimCheck, FindsWhatStopsStartUp) {
     SimRun empty = check(policy("<c id=\"100\"><s><duration>5</duration></s></c>"));
     EXPECT_EQ(empty.status, 1);
     EXPECT_TRUE(contains(empty.out, "error 5376: the default groups command is missing"))
@@ -478,7 +497,7 @@ TEST(BriskSimCheck, FindsWhatStopsStartUp) {
     }
 }
 
-TEST(BriskSimCheck, FindsWhatTheServiceRefusesAtRunTime) {
+TEST_F(BriskSimCheck, FindsWhatTheServiceRefusesAtRunTime) {
     std::string many;
     for (int i = 0; i < 44; ++i) {
         many += "<big_cpu_max>2000000</big_cpu_max>";
@@ -532,7 +551,7 @@ TEST(BriskSimCheck, FindsWhatTheServiceRefusesAtRunTime) {
     }
 }
 
-TEST(BriskSimCheck, FindsWhatTheLoaderDropsWithoutAWord) {
+TEST_F(BriskSimCheck, FindsWhatTheLoaderDropsWithoutAWord) {
     SimRun run = check("<?xml version=\"1.0\"?>\n<policy>\n" + kStartUp + R"(
   <c name="noid"><s><duration>1</duration></s></c>
   <c id="abc"><s><duration>1</duration></s></c>
@@ -581,7 +600,7 @@ TEST(BriskSimCheck, FindsWhatTheLoaderDropsWithoutAWord) {
         << run.out;
 }
 
-TEST(BriskSimCheck, BrokenFilesNeverCrashIt) {
+TEST_F(BriskSimCheck, BrokenFilesNeverCrashIt) {
     const std::string good = readFile(kShippedConfig);
     ASSERT_FALSE(good.empty());
     std::mt19937 random(11);

@@ -111,16 +111,18 @@ int ConfigChecker::run(const std::string& path, FILE* out) {
 }
 
 const RawConfigReader::Command* ConfigChecker::rawFor(int id) const {
-    // The loader keeps the first command of an id.
-    for (const RawConfigReader::Command& raw : mReader.commands()) {
-        if (raw.idUsable && raw.id == id) {
-            return &raw;
-        }
-    }
-    return nullptr;
+    auto found = mFirstRaw.find(id);
+    return found != mFirstRaw.end() ? found->second : nullptr;
 }
 
 void ConfigChecker::convert(const std::map<int, RawXmlData*>& rawMap) {
+    // The loader keeps the first command of an id.
+    mFirstRaw.clear();
+    for (const RawConfigReader::Command& raw : mReader.commands()) {
+        if (raw.idUsable) {
+            mFirstRaw.emplace(raw.id, &raw);
+        }
+    }
     for (const auto& entry : rawMap) {
         const RawXmlData* header = entry.second;
         if (header == nullptr) {
@@ -211,7 +213,8 @@ void ConfigChecker::checkRawSteps(const RawConfigReader::Command& raw, int id) {
                             " steps: the loader reads the first three and ignores the rest");
     }
     const size_t read = std::min(raw.steps.size(), RawConfigReader::kStepsRead);
-    std::vector<std::string> unknown;
+    std::vector<std::string> unknown;  // in document order
+    std::set<std::string> seen;
     std::vector<size_t> dropped;
     for (size_t k = 0; k < read; ++k) {
         const RawConfigReader::Step& step = raw.steps[k];
@@ -234,8 +237,7 @@ void ConfigChecker::checkRawSteps(const RawConfigReader::Command& raw, int id) {
                               label + param.name + " \"" + param.text +
                                   "\" is not a decimal int32: the whole step is dropped");
                 drop = true;
-            } else if (!isNumber &&
-                       std::find(unknown.begin(), unknown.end(), param.name) == unknown.end()) {
+            } else if (!isNumber && seen.insert(param.name).second) {
                 unknown.push_back(param.name);
             }
         }

@@ -41,4 +41,6 @@ private:
     RawConfigReader mReader;
     CheckReport mReport;
     std::map<int, Listed> mCommands;
+    // Command id -> the raw command the loader keeps for it.
+    std::map<int, const RawConfigReader::Command*> mFirstRaw;
 };
