@@ -28,7 +28,9 @@ constexpr int kSceneEnd = -1;
 constexpr int kMaxOnOffPairs = 43;
 constexpr size_t kMaxDumpArgLen = 512;
 
-bool inRange(int value, int first, int last) { return value >= first && value <= last; }
+bool inRange(int value, int first, int last) {
+    return value >= first && value <= last;
+}
 }  // namespace
 
 BriskServer::BriskServer()
@@ -406,11 +408,18 @@ int BriskServer::doClientRestart() {
     return doSpecialAction(oldScene, kSceneEnd);
 }
 
-int BriskServer::doSceneBegin(int cmdId) {
+bool BriskServer::lockSceneWithValidPriority(int cmdId) {
     pthread_mutex_lock(&mSceneMutex);
-    if (!isPriorityValid(cmdId)) {
-        BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
-        pthread_mutex_unlock(&mSceneMutex);
+    if (isPriorityValid(cmdId)) {
+        return true;
+    }
+    BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
+    pthread_mutex_unlock(&mSceneMutex);
+    return false;
+}
+
+int BriskServer::doSceneBegin(int cmdId) {
+    if (!lockSceneWithValidPriority(cmdId)) {
         return kResultInvalidParam;
     }
     int newPriority = mPriorityMap[cmdId];
@@ -431,10 +440,7 @@ int BriskServer::doSceneBegin(int cmdId) {
 }
 
 int BriskServer::doSceneEnd(int cmdId) {
-    pthread_mutex_lock(&mSceneMutex);
-    if (!isPriorityValid(cmdId)) {
-        BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
-        pthread_mutex_unlock(&mSceneMutex);
+    if (!lockSceneWithValidPriority(cmdId)) {
         return kResultInvalidParam;
     }
     int nextCmdId = 0;
@@ -561,7 +567,9 @@ int BriskServer::briskGetConfig(int tagLen, const int* tags, int* configs) {
     return kResultOk;
 }
 
-int BriskServer::briskGetVersion() { return 1; }
+int BriskServer::briskGetVersion() {
+    return 1;
+}
 
 // ---- dump ----
 
