@@ -1,0 +1,628 @@
+// brisk-sim as its users run it: the examples against their golden transcripts,
+// the scenario language and its errors, the configuration checker on good and
+// broken files, and inputs that must never crash it.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const std::string kBinary = BRISK_BINARY_DIR "/tools/brisk-sim/brisk-sim";
+const std::string kSource = BRISK_SOURCE_DIR;
+const std::string kShippedConfig = kSource + "/etc/brisk_config_cust.xml";
+
+struct SimRun {
+    int status = -1;  // exit status; 128 + signal when killed
+    std::string out;
+    std::string err;
+};
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void writeFile(const std::string& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+class TempDir {
+public:
+    TempDir() {
+        char pattern[] = "/tmp/brisk-sim-test-XXXXXX";
+        mPath = mkdtemp(pattern) != nullptr ? pattern : "/tmp";
+    }
+    ~TempDir() {
+        for (const std::string& file : mFiles) {
+            unlink(file.c_str());
+        }
+        rmdir(mPath.c_str());
+    }
+    std::string file(const std::string& name, const std::string& text) {
+        std::string path = mPath + "/" + name;
+        writeFile(path, text);
+        mFiles.push_back(path);
+        return path;
+    }
+
+private:
+    std::string mPath;
+    std::vector<std::string> mFiles;
+};
+
+// Runs brisk-sim with `args` and `input` on its standard input; kills it after
+// 30 seconds (a hang is a failure, not a stuck test).
+SimRun runSim(const std::vector<std::string>& args, const std::string& input = "") {
+    TempDir dir;
+    const std::string in = dir.file("in", input);
+    const std::string out = dir.file("out", "");
+    const std::string err = dir.file("err", "");
+    pid_t pid = fork();
+    if (pid == 0) {
+        int fdIn = open(in.c_str(), O_RDONLY);
+        int fdOut = open(out.c_str(), O_WRONLY | O_TRUNC);
+        int fdErr = open(err.c_str(), O_WRONLY | O_TRUNC);
+        dup2(fdIn, 0);
+        dup2(fdOut, 1);
+        dup2(fdErr, 2);
+        std::vector<char*> argv{const_cast<char*>(kBinary.c_str())};
+        for (const std::string& arg : args) {
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        }
+        argv.push_back(nullptr);
+        execv(kBinary.c_str(), argv.data());
+        _exit(127);
+    }
+    SimRun run;
+    int status = 0;
+    for (int waited = 0; waitpid(pid, &status, WNOHANG) == 0; waited += 5) {
+        if (waited > 30000) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            break;
+        }
+        usleep(5000);
+    }
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    run.out = readFile(out);
+    run.err = readFile(err);
+    return run;
+}
+
+SimRun runScenario(const std::string& scenario, const std::string& config = kShippedConfig) {
+    return runSim({"--config", config, "-"}, scenario);
+}
+
+SimRun check(const std::string& xml) {
+    TempDir dir;
+    return runSim({"--check", "--config", dir.file("brisk_config_cust.xml", xml)});
+}
+
+std::string policy(const std::string& commands) {
+    return "<?xml version=\"1.0\"?>\n<policy>\n" + commands + "\n</policy>\n";
+}
+
+// The two commands start-up needs, so that a test config is about its own point.
+const std::string kStartUp =
+    "<c id=\"5376\"><s><hmp>0</hmp></s></c>\n<c id=\"4116\"><s><duration>10</duration></s></c>\n";
+
+bool contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+// A sanitizer's report means a crash, leak or undefined behaviour of the tool.
+void expectClean(const SimRun& run, const std::string& what) {
+    EXPECT_FALSE(contains(run.err, "Sanitizer") || contains(run.err, "runtime error"))
+        << what << ": the tool must not crash, leak or misbehave:\n"
+        << run.err;
+    EXPECT_LT(run.status, 128) << what << ": killed by a signal or hung";
+}
+
+// The time field of jank records ("#ARG1:<20261115085603,...") changes with
+// every run.
+std::string maskJankTime(std::string text) {
+    const std::string prefix = "#ARG1:<";
+    const size_t digits = 14;
+    for (size_t at = text.find(prefix); at != std::string::npos; at = text.find(prefix, at + 1)) {
+        size_t start = at + prefix.size();
+        if (start + digits <= text.size() &&
+            text.find_first_not_of("0123456789", start) == start + digits) {
+            text.replace(start, digits, "YYYYMMDDhhmmss");
+        }
+    }
+    return text;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> out;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        out.push_back(line);
+    }
+    return out;
+}
+
+std::vector<std::string> exampleNames() {
+    std::vector<std::string> names;
+    const std::string dir = kSource + "/etc/examples";
+    if (DIR* d = opendir(dir.c_str())) {
+        while (dirent* entry = readdir(d)) {
+            std::string name = entry->d_name;
+            const std::string suffix = ".scenario";
+            if (name.size() > suffix.size() &&
+                name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0) {
+                names.push_back(name.substr(0, name.size() - suffix.size()));
+            }
+        }
+        closedir(d);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Every suite runs the built program; a build without the host programs
+// (BRISK_BUILD_TOOLS=OFF) has nothing to test here.
+class BriskSimBinary : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (access(kBinary.c_str(), X_OK) != 0) {
+            GTEST_SKIP() << kBinary << " is not built";
+        }
+    }
+};
+class BriskSimExamples : public BriskSimBinary {};
+class BriskSimScenario : public BriskSimBinary {};
+class BriskSimCheck : public BriskSimBinary {};
+
+// ---- the shipped files ----
+
+// BRISK_UPDATE_GOLDEN=1 rewrites the golden files from the current transcripts.
+TEST_F(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscript) {
+    const std::vector<std::string> names = exampleNames();
+    ASSERT_GE(names.size(), 4u) << "etc/examples holds the example scenarios";
+    for (const std::string& name : names) {
+        SimRun run =
+            runSim({"--config", kShippedConfig, kSource + "/etc/examples/" + name + ".scenario"});
+        expectClean(run, name);
+        EXPECT_EQ(run.status, 0) << name << " must run to its end:\n" << run.err;
+        const std::string golden = kSource + "/tests/golden/" + name + ".transcript";
+        const std::string transcript = maskJankTime(run.out);
+        if (getenv("BRISK_UPDATE_GOLDEN") != nullptr) {
+            writeFile(golden, transcript);
+            continue;
+        }
+        const std::vector<std::string> want = lines(readFile(golden));
+        const std::vector<std::string> got = lines(transcript);
+        for (size_t i = 0; i < std::max(want.size(), got.size()); ++i) {
+            ASSERT_EQ(i < got.size() ? got[i] : "<end of transcript>",
+                      i < want.size() ? want[i] : "<end of golden file>")
+                << name << ": transcript line " << i + 1 << " differs from tests/golden/" << name
+                << ".transcript";
+        }
+    }
+}
+
+TEST_F(BriskSimExamples, TheShippedConfigurationPassesTheChecker) {
+    SimRun run = runSim({"--check", "--config", kShippedConfig});
+    expectClean(run, "--check");
+    EXPECT_EQ(run.status, 0) << "the shipped configuration must have no error:\n" << run.out;
+    EXPECT_TRUE(contains(run.out, "\n0 errors,")) << run.out;
+    EXPECT_TRUE(contains(run.out, "5376 default_groups")) << run.out;
+    EXPECT_TRUE(contains(run.out, "-> defaults: eight EAS groups")) << run.out;
+}
+
+// ---- the scenario language ----
+
+TEST_F(BriskSimScenario, EntryPointsPrintTheirCallsAndResults) {
+    SimRun run = runScenario(
+        "\n# a comment line\n   # an indented one\nevent 100\r\n"
+        "init\n"
+        "event 100\n"
+        "event 100 7 -8\n"
+        "event 100 len=3 7\n"
+        "event 100 len=0 7\n"
+        "event 4116 msg=pid=100\n"
+        "set MOSS 2=1500000 big_cpu_max=2000000\n"
+        "device 30=5 little_cpu_min=77\n"
+        "get 30 little_cpu_min 2 31\n"
+        "fail getConfig 9\n"
+        "get 2\n"
+        "fail setConfig -7 2\n"
+        "set DUSK gpu_max=1\nset DUSK gpu_max=1\nset DUSK gpu_max=1\n"
+        "dump fd=-1 --help\n"
+        "dump --logon\n"
+        "version\n");
+    expectClean(run, "entry points");
+    ASSERT_EQ(run.status, 0) << run.err;
+    const std::string expected =
+        "> event 100\n= 1\n"  // comments and blank lines are skipped; CR dropped
+        "> init\nplat initialize\n= 0\n"
+        "> event 100\nplat doAction cmd=100 duration=30 len=0 payload=null pairs=10:1 "
+        "name=io_boost\n= 0\n"
+        "> event 100 7 -8\nplat doAction cmd=100 duration=30 len=2 payload=7,-8 pairs=10:1 "
+        "name=io_boost\n= 0\n"
+        "> event 100 len=3 7\nplat doAction cmd=100 duration=30 len=3 payload=7,0,0 pairs=10:1 "
+        "name=io_boost\n= 0\n"
+        "> event 100 len=0 7\nplat doAction cmd=100 duration=30 len=0 payload= pairs=10:1 "
+        "name=io_boost\n= 0\n"
+        "> event 4116 msg=pid=100\nlog E brisk: get msg info failed!\n"
+        "log E briskEvent do probe handle failed!\n= 1\n"
+        "> set MOSS 2=1500000 big_cpu_max=2000000\n"
+        "log I setConfig clientId=3, tagLen=2, tags[0]=2, configs[0]=1500000\n"
+        "log I setConfig clientId=3, tagLen=2, tags[1]=5, configs[1]=2000000\n"
+        "plat setConfig 2:1500000 5:2000000\n= 0\n"
+        "> device 30=5 little_cpu_min=77\n"
+        "> get 30 little_cpu_min 2 31\nplat getConfig 30 1 2 31\n= 0 30:5 1:77 2:1500000 31:-1\n"
+        "> fail getConfig 9\n"
+        "> get 2\nplat getConfig 2\nlog E briskGetConfig doPerfGetConfig failed!\n= 3\n"
+        "> fail setConfig -7 2\n";
+    ASSERT_EQ(run.out.substr(0, expected.size()), expected)
+        << "payload null without values, zero-padded up to len; get shows values only on success";
+    const std::string rest = run.out.substr(expected.size());
+    EXPECT_TRUE(contains(rest,
+                         "log E doPerfSetConfig failed!\nlog E briskSetConfig failed!\n= 3\n"
+                         "> set DUSK gpu_max=1\n"))
+        << "fail COUNT=2 fails the next two setConfig calls:\n"
+        << rest;
+    EXPECT_TRUE(contains(rest,
+                         "> dump fd=-1 --help\nlog W invalid dump FD, -1\n> dump --logon\n"
+                         "| brisk log is ON\n| \n> version\n= 1\n"))
+        << "fd=-1 writes nothing; a dump prints one | line per piece, no = line:\n"
+        << rest;
+}
+
+TEST_F(BriskSimScenario, QuotedTokensHoldBlanksQuotesAndNothing) {
+    SimRun run =
+        runScenario("init\ndump \"\"\ndump \"--log\"on\ndump \"--logon \"\ndump \"\" \"\"\ndump\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(contains(run.out, "> dump \"\"\n| invalid parameter!\n"))
+        << "\"\" is one empty argument:\n"
+        << run.out;
+    EXPECT_TRUE(contains(run.out, "> dump \"--log\"on\n| brisk log is ON\n"))
+        << "quoted and plain parts join into one token:\n"
+        << run.out;
+    EXPECT_TRUE(contains(run.out, "> dump \"--logon \"\n| invalid parameter!\n"))
+        << "a quoted blank belongs to the token:\n"
+        << run.out;
+    EXPECT_TRUE(contains(run.out, "log W there is too many dump parameter!"));
+    EXPECT_TRUE(contains(run.out, "log W dump parameter is NULL!"));
+
+    SimRun escaped = runScenario("get \"a \\\"b\\\\c\"\n");
+    EXPECT_EQ(escaped.status, 1);
+    EXPECT_TRUE(contains(escaped.err, "unknown tag \"a \"b\\c\"")) << escaped.err;
+}
+
+TEST_F(BriskSimScenario, LinesItCannotUnderstandStopTheRunWithTheirNumber) {
+    struct Case {
+        const char* line;
+        const char* reason;
+    };
+    const Case cases[] = {
+        {"evnt 100", "unknown command \"evnt\""},
+        {"init now", "init takes no arguments"},
+        {"version 2", "version takes no arguments"},
+        {"device", "device needs at least one TAG=VALUE"},
+        {"device 2", "expected TAG=VALUE, got \"2\""},
+        {"device cpu=1", "unknown tag \"cpu\""},
+        {"device 2=12x", "value \"12x\" is not a decimal int32"},
+        {"set DUSK 2=2147483648", "value \"2147483648\" is not a decimal int32"},
+        {"set", "set needs a client"},
+        {"set BOB 2=1", "unknown client \"BOB\""},
+        {"get 2 tag_x", "unknown tag \"tag_x\""},
+        {"fail", "fail needs OP CODE [COUNT]"},
+        {"fail doAction", "fail needs OP CODE [COUNT]"},
+        {"fail reboot 1", "unknown operation \"reboot\""},
+        {"fail doAction 1 -1", "count must be 0 or more"},
+        {"event", "event needs a command id"},
+        {"event 0x100", "command id \"0x100\" is not a decimal int32"},
+        {"event 100 msg=a msg=b", "msg= given twice"},
+        {"event 100 len=1 len=1", "len= given twice"},
+        {"event 100 len=-1", "len \"-1\" is not a number from 0 to 4294967295"},
+        {"event 100 len=4294967296", "is not a number from 0 to 4294967295"},
+        {"event 100 on", "payload value \"on\" is not a decimal int32"},
+        {"sleep", "sleep needs one number of milliseconds"},
+        {"sleep -1", "sleep needs one number of milliseconds"},
+        {"sleep 60001", "sleep needs one number of milliseconds"},
+        {"dump \"--help", "the quote opened at column 6 is not closed"},
+        {"get \"a\\b\"", "unknown escape \\b inside quotes"},
+    };
+    for (const Case& c : cases) {
+        // Line 4: comments and blank lines count.
+        SimRun run = runScenario(std::string("version\n# note\n\n") + c.line + "\nversion\n");
+        expectClean(run, c.line);
+        EXPECT_EQ(run.status, 1) << c.line << ": a line it cannot understand exits with 1";
+        EXPECT_TRUE(contains(run.err, "<stdin>, line 4: ") && contains(run.err, c.reason))
+            << c.line << ": the message names the line and the reason, got: " << run.err;
+        EXPECT_EQ(run.out, "> version\n= 1\n")
+            << c.line << ": the run stops before the line, which is not echoed";
+    }
+
+    SimRun twice = runScenario("init\ninit\n");
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_TRUE(contains(twice.err, "line 2: init has already built the service")) << twice.err;
+    SimRun retry = runScenario("fail initialize 7\ninit\ninit\n");
+    EXPECT_EQ(retry.status, 0) << "an init that failed and cleaned up may run again: " << retry.err;
+    EXPECT_TRUE(
+        contains(retry.out, "log E initialize failed!\n= 7\n> init\nplat initialize\n= 0\n"))
+        << retry.out;
+}
+
+TEST_F(BriskSimScenario, UsageErrorsExitWithTwo) {
+    TempDir dir;
+    const std::string scenario = dir.file("s.scenario", "version\n");
+    const std::vector<std::vector<std::string>> cases = {
+        {"--verbose"},
+        {"--config"},
+        {"--config", kShippedConfig, "--config", kShippedConfig},
+        {scenario, scenario},
+        {"--check", scenario},
+        {"--config", "/nonexistent/brisk.xml", scenario},
+        {"--check", "--config", "/nonexistent/brisk.xml"},
+        {"/nonexistent/x.scenario"},
+        {"--config", "/" + std::string(130, 'x'), scenario},
+    };
+    for (const auto& args : cases) {
+        SimRun run = runSim(args);
+        EXPECT_EQ(run.status, 2) << args[0] << "...: usage errors exit with 2";
+        EXPECT_TRUE(contains(run.err, "usage: brisk-sim")) << run.err;
+    }
+    SimRun help = runSim({"--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_TRUE(contains(help.out, "brisk-sim --check [--config FILE]"));
+    SimRun file = runSim({"--config", kShippedConfig, scenario});
+    EXPECT_EQ(file.out, "> version\n= 1\n") << "SCENARIO may be a file";
+}
+
+TEST_F(BriskSimScenario, EndsCleanlyWhateverTheProbeThreadIsDoing) {
+    // A boost held for 256 ms, a waiting thread, and tid 0, which never times out
+    // and keeps the probe thread polling: the run still ends at once, without a
+    // leak or a use of what the server freed.
+    SimRun run = runScenario(
+        "init\nevent 4116 msg=pid=1|tid=5 0\nsleep 30\nevent 4116 msg=pid=1|tid=0 0\n"
+        "sleep 30\nevent 4116 msg=pid=1|tid=6 0\n");
+    expectClean(run, "probe at exit");
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(contains(run.out, "plat setProbeTarget 5 0\n")) << run.out;
+    EXPECT_FALSE(contains(run.out, "plat setProbeTarget 0 ")) << "tid 0 never reaches the platform";
+}
+
+TEST_F(BriskSimScenario, GarbageLinesNeverCrashIt) {
+    std::mt19937 random(7);
+    // No "sleep": a random one could last a minute.
+    const std::string alphabet = "event set get dump device fail init 0 1 -1 = \" \\ # | x \t";
+    const char tail[] = "\0\xff\x01 event 4116 msg=\xfe 0\n";
+    for (int round = 0; round < 25; ++round) {
+        std::string scenario = "init\n";
+        for (int line = 0; line < 8; ++line) {
+            int length = static_cast<int>(random() % 40);
+            for (int i = 0; i < length; ++i) {
+                scenario += alphabet[random() % alphabet.size()];
+            }
+            scenario += '\n';
+        }
+        scenario += std::string(tail, sizeof(tail) - 1);
+        SimRun run = runScenario(scenario);
+        expectClean(run, "garbage round " + std::to_string(round));
+        EXPECT_TRUE(run.status == 0 || run.status == 1) << "status " << run.status;
+    }
+}
+
+// ---- the configuration checker ----
+
+TEST_F(BriskSimCheck, ListsWhatTheServiceDoesWithEachCommand) {
+    SimRun run = check(policy(kStartUp + R"(
+  <c id="4120" name="cam"><s><priority>250</priority></s></c>
+  <c id="4121" name="builtin"><s><lamp>on</lamp></s></c>
+  <c id="4230" name="gov"><s><priority>120</priority></s></c>
+  <c id="12300" name="launch"><s><little_cpu_min>1</little_cpu_min><fan>on</fan></s></c>
+  <c id="12301" name="timed"><s><duration>500</duration><little_cpu_min>0</little_cpu_min></s></c>
+  <c id="100" name="act"><s><duration>30</duration></s></c>
+  <c id="200" name="lvl"><s><hmp>10</hmp></s></c>
+  <c id="102" name="off"><s><duration>-1</duration></s></c>
+  <c id="103" name="bare"/>)"));
+    expectClean(run, "listing");
+    EXPECT_EQ(run.status, 0) << run.out;
+    const char* roles[] = {
+        "-> defaults: the hmp group at 0",
+        "-> probe: each boosted thread gets step 1",
+        "-> scene, priority 250\n",
+        "-> scene, priority 70 (built-in)",
+        "-> governor scene, priority 120",
+        "-> on/off: frequencies little_cpu_min 1; platform items fan",
+        "-> on/off, timed: the whole step goes to the platform (duration 500)",
+        "-> platform action, duration 30",
+        "-> scheduling event: hmp 10",
+        "-> ignored: duration -1",
+        "-> ignored: no step",
+        "step 1: duration 0; little_cpu_min(1)=1 fan(10)=on",
+        "11 commands",
+    };
+    for (const char* role : roles) {
+        EXPECT_TRUE(contains(run.out, role)) << "missing \"" << role << "\" in:\n" << run.out;
+    }
+}
+
+TEST_F(BriskSimCheck, FindsWhatStopsStartUp) {
+    SimRun empty = check(policy("<c id=\"100\"><s><duration>5</duration></s></c>"));
+    EXPECT_EQ(empty.status, 1);
+    EXPECT_TRUE(contains(empty.out, "error 5376: the default groups command is missing"))
+        << empty.out;
+    EXPECT_TRUE(contains(empty.out, "error 4116: the probe command is missing")) << empty.out;
+
+    const std::pair<std::string, std::string> unloadable[] = {
+        {"<policy><c id=\"1\">", "cannot be read as XML"},
+        {"", "cannot be read as XML"},
+        {"<config><c id=\"1\"/></config>", "no top-level \"policy\" element"},
+        {"<policy>  </policy>", "holds no command"},
+    };
+    for (const auto& c : unloadable) {
+        SimRun run = check(c.first);
+        expectClean(run, c.first);
+        EXPECT_EQ(run.status, 1) << c.first;
+        EXPECT_TRUE(contains(run.out, "error -: the service cannot load this file: ") &&
+                    contains(run.out, c.second))
+            << run.out;
+    }
+
+    const std::pair<std::string, std::string> badDefaults[] = {
+        {"<s><boost>0</boost><vip>0</vip></s>", "2 level pairs"},
+        {"<s><boost>0</boost></s>", "a single default pair must be hmp (tag 50), not boost(51)=0"},
+        {"<s><hmp>0</hmp><vip>0</vip><top_app>0</top_app><root>0</root><foreground>0</foreground>"
+         "<system_background>0</system_background><key_background>0</key_background>"
+         "<background>0</background></s>",
+         "eight default pairs must be the EAS groups 51..58, not hmp(50)=0"},
+        {"<s><duration>5</duration><hmp>0</hmp></s>", "goes to the platform as a timed action"},
+        {"", "the defaults have no step"},
+    };
+    for (const auto& c : badDefaults) {
+        SimRun run = check(policy("<c id=\"5376\">" + c.first +
+                                  "</c><c id=\"4116\"><s><duration>1</duration></s></c>"));
+        EXPECT_EQ(run.status, 1) << c.first;
+        EXPECT_TRUE(contains(run.out, "error 5376 (line 3): ") && contains(run.out, c.second))
+            << "expected \"" << c.second << "\" in:\n"
+            << run.out;
+    }
+}
+
+TEST_F(BriskSimCheck, FindsWhatTheServiceRefusesAtRunTime) {
+    std::string many;
+    for (int i = 0; i < 44; ++i) {
+        many += "<big_cpu_max>2000000</big_cpu_max>";
+    }
+    SimRun run = check(policy(kStartUp + R"(
+  <c id="4122" name="nothing"><s><lamp>on</lamp></s></c>
+  <c id="4123" name="range"><s><priority>501</priority></s></c>
+  <c id="4118" name="overridden"><s><priority>0</priority></s></c>
+  <c id="4232" name="govtag"><s><tag_101>300</tag_101></s></c>
+  <c id="4352" name="last"><s><priority>50</priority></s></c>
+  <c id="12300" name="zero"><s><little_cpu_max>0</little_cpu_max></s></c>
+  <c id="12301" name="thermal"><s><ipa_on_temp>60000</ipa_on_temp></s></c>
+  <c id="12302" name="many"><s>)" +
+                              many + R"(</s></c>
+  <c id="12303" name="crossed"><s><gpu_min>700000</gpu_min><gpu_max>500000</gpu_max></s></c>
+  <c id="12304" name="empty"><s/></c>
+  <c id="300" name="nine"><s><boost>0</boost><vip>0</vip><top_app>0</top_app><root>0</root>
+    <foreground>0</foreground><system_background>0</system_background>
+    <key_background>0</key_background><background>0</background><boost>0</boost></s></c>
+  <c id="301" name="freq"><s><little_cpu_max>5</little_cpu_max></s></c>
+  <c id="302" name="eas"><s><top_app>10</top_app></s></c>
+  <c id="20224" name="restart"><s><duration>1</duration></s></c>
+  <c id="30000" name="high"><s><duration>1</duration></s></c>)"));
+    expectClean(run, "run-time rules");
+    EXPECT_EQ(run.status, 1);
+    const char* problems[] = {
+        "error 4122 (line 6): scene without a usable priority",
+        "warning 4123 (line 7): priority 501 is outside 1..500 and is not stored",
+        "error 4123 (line 7): scene without a usable priority",
+        "warning 4118 (line 8): priority 0 is outside 1..500 and is not stored; the built-in 100 "
+        "is used",
+        "error 4232 (line 9): scene without a usable priority: every begin and end is refused with "
+        "-1 (\"invalid special scene priority\"); a governor scene reads a parameter named "
+        "priority",
+        "error 4352 (line 10): the priority of scene 4352 is never loaded at start-up",
+        "error 12300 (line 11): little_cpu_max(2)=0: on/off values must be 1 or more",
+        "error 12301 (line 12): ipa_on_temp(17)=60000: the frequency path takes only tags 1, 2, 4, "
+        "5, 7, 8",
+        "error 12302 (line 13): 44 frequency pairs: at most 43 fit in one step",
+        "error 12303 (line 14): floor 700000 above ceiling 500000 (tags 7, 8)",
+        "warning 12304 (line 15): the on/off step has no pairs",
+        "error 300 (line 16): 9 level pairs: a scheduling event (duration 0) takes 1 to 8",
+        "error 301 (line 19): little_cpu_max(2)=5 is no scheduling group",
+        "warning 302 (line 20): top_app is stored but never reaches the platform: the defaults "
+        "choose the hmp group",
+        "warning 20224 (line 21): never read",
+        "warning 30000 (line 22): never dispatched",
+    };
+    for (const char* problem : problems) {
+        EXPECT_TRUE(contains(run.out, problem)) << "missing \"" << problem << "\" in:\n" << run.out;
+    }
+}
+
+TEST_F(BriskSimCheck, FindsWhatTheLoaderDropsWithoutAWord) {
+    SimRun run = check("<?xml version=\"1.0\"?>\n<policy>\n" + kStartUp + R"(
+  <c name="noid"><s><duration>1</duration></s></c>
+  <c id="abc"><s><duration>1</duration></s></c>
+  <c id="99999999999"><s><duration>1</duration></s></c>
+  <c id="100x"><s><duration>5</duration></s></c>
+  <c id="100"><s><duration>6</duration></s></c>
+  <c id="101"><s><duration>1</duration></s><s><duration>2</duration></s>
+    <s><duration>3</duration></s><s><duration>4</duration></s></c>
+  <c id="102"><s><duration>1</duration><led></led></s><s><duration>2</duration></s></c>
+  <c id="103"><s><duration>1.5</duration></s><s><big_cpu_max>2e6</big_cpu_max></s></c>
+  <c id="104"><s><duration>1</duration><litle_cpu_max>5</litle_cpu_max><Boost>1</Boost><zz>1</zz></s></c>
+</policy>
+<policy><c id="105"/></policy>
+)");
+    expectClean(run, "raw rules");
+    EXPECT_EQ(run.status, 1);
+    const char* problems[] = {
+        "error - (line 6): <c> has no id attribute: the loader skips this command",
+        "error - (line 7): <c> has id \"abc\", not an int32 number",
+        "error - (line 8): <c> has id \"99999999999\", not an int32 number",
+        "warning 100 (line 9): id \"100x\" is read as 100",
+        "error 100 (line 10): id 100 is defined again (first at line 9): the loader keeps the "
+        "first",
+        "warning 101 (line 12): 4 steps: the loader reads the first three",
+        "error 102 (line 13): step 1: parameter led is empty: the loader drops the whole step",
+        "warning 102 (line 13): step 1 is dropped, so step 2 is the one the service reads",
+        "error 103 (line 14): step 1: duration \"1.5\" is not a decimal int32",
+        "error 103 (line 14): step 2: big_cpu_max \"2e6\" is not a decimal int32",
+        "warning 104 (line 15): litle_cpu_max is no name of the configuration language: the "
+        "platform gets it as item (10, 1) with its text (did you mean little_cpu_max?)",
+        "(did you mean boost?)",
+        "zz is no name of the configuration language: the platform gets it as item (10, 1) with "
+        "its text\n",
+        "warning - (line 17): a second \"policy\" element is ignored",
+    };
+    for (const char* problem : problems) {
+        EXPECT_TRUE(contains(run.out, problem)) << "missing \"" << problem << "\" in:\n" << run.out;
+    }
+    EXPECT_TRUE(contains(run.out, "100 unknown (line 9)\n  step 1: duration 5;"))
+        << "the first definition is the one listed:\n"
+        << run.out;
+    EXPECT_TRUE(contains(run.out, "  step 4: ignored (only three steps are read)")) << run.out;
+    EXPECT_TRUE(contains(run.out,
+                         "103 unknown (line 14)\n  step 1: dropped\n  step 2: dropped\n"
+                         "  -> ignored: no step"))
+        << run.out;
+}
+
+TEST_F(BriskSimCheck, BrokenFilesNeverCrashIt) {
+    const std::string good = readFile(kShippedConfig);
+    ASSERT_FALSE(good.empty());
+    std::mt19937 random(11);
+    for (int round = 0; round < 20; ++round) {
+        std::string text = good.substr(0, random() % good.size());
+        for (int flips = 0; flips < 5 && !text.empty(); ++flips) {
+            text[random() % text.size()] = static_cast<char>(random() % 256);
+        }
+        if (round % 2 == 1) {
+            text += "</step></command></policy>";
+        }
+        SimRun run = check(text);
+        expectClean(run, "broken file round " + std::to_string(round));
+        EXPECT_TRUE(run.status == 0 || run.status == 1) << run.status << "\n" << run.err;
+    }
+    std::string deep = "<policy>";
+    for (int i = 0; i < 2000; ++i) {
+        deep += "<c id=\"1\">";
+    }
+    SimRun run = check(deep);
+    expectClean(run, "deep nesting");
+    EXPECT_EQ(run.status, 1);
+}
+
+}  // namespace

@@ -1,0 +1,389 @@
+#include "CommandRules.h"
+
+#include <set>
+
+#include "server/BriskServer.h"
+
+namespace {
+constexpr int kMossConditionalCmdId = 4113;
+constexpr int kMossBaseCmdId = 4114;
+// initPriorityMap stops one short of the last scene id.
+constexpr int kLastLoadedSceneCmdId = 4351;
+constexpr int kMinPriority = 1;
+constexpr int kMaxPriority = 500;
+constexpr int kPriorityTag = 101;
+
+constexpr int kHmpTag = 50;
+constexpr int kFirstEasTag = 51;
+constexpr int kLastEasTag = 58;
+constexpr int kEasGroups = 8;
+constexpr int kLadderBottom = -20;
+constexpr int kLadderTop = 40;
+constexpr int kLadderStep = 10;
+
+constexpr int kPlatformItemTag = 10;
+constexpr int kMaxOnOffPairs = 43;
+constexpr int kProbeDurationCap = 100;
+
+bool inRange(int value, int first, int last) {
+    return value >= first && value <= last;
+}
+bool isGroupTag(int tag) {
+    return inRange(tag, kHmpTag, kLastEasTag);
+}
+bool isOnLadder(int level) {
+    return inRange(level, kLadderBottom, kLadderTop) && level % kLadderStep == 0;
+}
+bool isEventFreqTag(int tag) {
+    return tag == 1 || tag == 2 || tag == 4 || tag == 5 || tag == 7 || tag == 8;
+}
+
+std::string paramName(const Action& step, int index) {
+    if (index < step.keyPairCount()) {
+        return step.keyValues[2 * index];
+    }
+    return "tag_" + std::to_string(step.tagValues[2 * index]);
+}
+
+int tagAt(const Action& step, int index) {
+    return step.tagValues[2 * index];
+}
+int valueAt(const Action& step, int index) {
+    return step.tagValues[2 * index + 1];
+}
+
+std::string join(const std::vector<std::string>& parts, const char* separator) {
+    std::string out;
+    for (size_t i = 0; i < parts.size(); ++i) {
+        out += (i == 0 ? "" : separator) + parts[i];
+    }
+    return out;
+}
+
+// "top_app 10, boost -20": the levels of a scheduling step.
+std::string levelsText(const Action& step) {
+    std::vector<std::string> parts;
+    for (int i = 0; i < step.tagPairCount(); ++i) {
+        parts.push_back(paramName(step, i) + " " + std::to_string(valueAt(step, i)));
+    }
+    return join(parts, ", ");
+}
+
+const char kDefaultsFail[] =
+    "start-up fails (init answers 3 after \"init default group sched level failed!\")";
+}  // namespace
+
+CommandRules::CommandRules(BriskServer& priorities, std::map<int, int> builtInPriorities,
+                           bool hmpDefaults)
+    : mPriorities(priorities), mBuiltIn(std::move(builtInPriorities)), mHmpDefaults(hmpDefaults) {}
+
+std::string CommandRules::pairText(const Action& step, int index) {
+    std::string text = paramName(step, index) + "(" + std::to_string(tagAt(step, index)) + ")=";
+    if (tagAt(step, index) == kPlatformItemTag && index < step.keyPairCount()) {
+        return text + step.keyValues[2 * index + 1];
+    }
+    return text + std::to_string(valueAt(step, index));
+}
+
+bool CommandRules::isHmpDefaults(const CheckedCommand* defaults) {
+    if (defaults == nullptr || defaults->steps.empty()) {
+        return false;
+    }
+    const Action& step = defaults->steps.front();
+    return step.duration == 0 && step.tagPairCount() == 1 && tagAt(step, 0) == kHmpTag;
+}
+
+std::string CommandRules::apply(const CheckedCommand& command, CheckReport& report) {
+    const int id = command.id;
+    if (id == BriskServer::kProbeCmdId) {
+        return probe(command, report);
+    }
+    if (id == BriskServer::kDefaultGroupCmdId) {
+        return defaults(command, report);
+    }
+    if (id == BriskServer::kClientRestartCmdId || id == BriskServer::kFreqReportSwitchCmdId) {
+        const char* what = id == BriskServer::kClientRestartCmdId ? "the client restart notice"
+                                                                  : "the frequency-report switch";
+        report.warning(id, command.line,
+                       std::string("never read: the service handles ") + std::to_string(id) + " (" +
+                           what + ") itself, without its configuration");
+        return std::string("not read: ") + what;
+    }
+    if (id > BriskServer::kFreqReportSwitchCmdId) {
+        report.warning(id, command.line,
+                       "never dispatched: events with ids above 20225 are ignored (result 0)");
+        return "ignored: ids above 20225 are never dispatched";
+    }
+    if (command.steps.empty()) {
+        return "ignored: no step, every event answers 0 and does nothing";
+    }
+    const Action& first = command.steps.front();
+    if (first.duration < 0) {
+        return "ignored: duration " + std::to_string(first.duration) +
+               ", every event answers 0 and does nothing";
+    }
+    if (inRange(id, BriskServer::kSceneFirstCmdId, BriskServer::kSceneLastCmdId)) {
+        return scene(command, report);
+    }
+    if (inRange(id, BriskServer::kOnOffFirstCmdId, BriskServer::kOnOffLastCmdId)) {
+        return onOff(command, report);
+    }
+    return plain(command, report);
+}
+
+std::string CommandRules::probe(const CheckedCommand& command, CheckReport& report) {
+    if (command.steps.empty()) {
+        report.warning(command.id, command.line,
+                       "the probe command has no step: the platform gets an empty action "
+                       "(duration -1) on every boost and unboost");
+        return "probe: boosts with an empty action";
+    }
+    const Action& first = command.steps.front();
+    std::string role =
+        "probe: each boosted thread gets step 1 with payload 0, each unboosted one with -1";
+    if (first.duration > kProbeDurationCap) {
+        report.warning(command.id, command.line,
+                       "duration " + std::to_string(first.duration) +
+                           " is capped at 100 when the probe handler is built");
+        role += " (duration capped at 100)";
+    }
+    return role;
+}
+
+std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& report) {
+    const int id = command.id;
+    if (command.steps.empty()) {
+        report.error(id, command.line,
+                     "the defaults have no step: no default levels are stored and every group "
+                     "stays at 0");
+        return "defaults: none stored";
+    }
+    const Action& step = command.steps.front();
+    if (step.duration != 0) {
+        std::string fate =
+            step.duration > 0 ? "it goes to the platform as a timed action" : "it is ignored";
+        report.error(id, command.line,
+                     "the defaults step has duration " + std::to_string(step.duration) + ": " +
+                         fate + " and no default levels are stored");
+        return "defaults: none stored (duration " + std::to_string(step.duration) + ")";
+    }
+    const int n = step.tagPairCount();
+    if (n != 1 && n != kEasGroups) {
+        report.error(id, command.line,
+                     std::to_string(n) +
+                         " level pairs: the defaults are one hmp pair or eight EAS group pairs; " +
+                         kDefaultsFail);
+        return "defaults: refused";
+    }
+    for (int i = 0; i < n; ++i) {
+        int tag = tagAt(step, i);
+        bool allowed = n == 1 ? tag == kHmpTag : inRange(tag, kFirstEasTag, kLastEasTag);
+        if (!allowed) {
+            std::string need = n == 1 ? "a single default pair must be hmp (tag 50)"
+                                      : "eight default pairs must be the EAS groups 51..58";
+            report.error(id, command.line,
+                         need + ", not " + pairText(step, i) + "; " + kDefaultsFail);
+            return "defaults: refused";
+        }
+    }
+    std::set<int> seen;
+    for (int i = 0; i < n; ++i) {
+        if (!seen.insert(tagAt(step, i)).second) {
+            report.warning(id, command.line,
+                           paramName(step, i) +
+                               " is given twice: the later level wins and a group is left "
+                               "without a default (level 0)");
+        }
+        if (!isOnLadder(valueAt(step, i))) {
+            report.warning(id, command.line,
+                           "level " + std::to_string(valueAt(step, i)) + " of " +
+                               paramName(step, i) +
+                               " is not on the ladder -20, -10, ..., 40: it is stored as it "
+                               "stands, and a client's step from it restarts at -20");
+        }
+    }
+    if (n == 1) {
+        return "defaults: the hmp group at " + std::to_string(valueAt(step, 0));
+    }
+    return "defaults: eight EAS groups: " + levelsText(step);
+}
+
+std::string CommandRules::scene(const CheckedCommand& command, CheckReport& report) {
+    const int id = command.id;
+    const bool governor = id >= BriskServer::kGovernorFirstCmdId;
+    Action first = command.steps.front();
+    const bool read = first.tagCount >= 1;
+    int configured = 0;
+    if (read) {
+        configured =
+            governor ? mPriorities.getInterPriority(&first) : mPriorities.getPriority(&first);
+    }
+    const bool valid = inRange(configured, kMinPriority, kMaxPriority);
+    std::string kind = governor ? "governor scene" : "scene";
+    std::string beside = governor ? " (applied beside scene 4119 while 4119 is applied)" : "";
+
+    if (id > kLastLoadedSceneCmdId) {
+        report.error(id, command.line,
+                     "the priority of scene " + std::to_string(id) +
+                         " is never loaded at start-up: every begin and end is refused with -1 "
+                         "(\"invalid special scene priority\")");
+        return kind + " without a usable priority: refused";
+    }
+    if (valid) {
+        return kind + ", priority " + std::to_string(configured) + beside;
+    }
+    bool written = false;
+    for (int i = 0; i < first.tagPairCount(); ++i) {
+        written = written ||
+                  (governor ? paramName(first, i) == "priority" : tagAt(first, i) == kPriorityTag);
+    }
+    auto builtIn = mBuiltIn.find(id);
+    const bool hasBuiltIn = builtIn != mBuiltIn.end();
+    if (written) {
+        report.warning(
+            id, command.line,
+            "priority " + std::to_string(configured) + " is outside 1..500 and is not stored" +
+                (hasBuiltIn ? "; the built-in " + std::to_string(builtIn->second) + " is used"
+                            : std::string()));
+    }
+    if (hasBuiltIn) {
+        return kind + ", priority " + std::to_string(builtIn->second) + " (built-in)" + beside;
+    }
+    std::string hint = governor ? "; a governor scene reads a parameter named priority"
+                                : "; a scene reads a parameter named priority (tag 101)";
+    report.error(id, command.line,
+                 "scene without a usable priority: every begin and end is refused with -1 "
+                 "(\"invalid special scene priority\")" +
+                     (written ? std::string() : hint));
+    return kind + " without a usable priority: refused";
+}
+
+std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& report) {
+    const int id = command.id;
+    const Action& step = command.steps.front();
+    if (step.duration >= 1) {
+        return "on/off, timed: the whole step goes to the platform (duration " +
+               std::to_string(step.duration) + ") on begin and end";
+    }
+    std::vector<std::string> freqs;
+    std::vector<std::string> items;
+    std::vector<std::string> belowOne;
+    std::vector<std::string> refusedTags;
+    std::map<int, int> last;  // tag -> value, the last occurrence wins
+    const int n = step.tagPairCount();
+    for (int i = 0; i < n; ++i) {
+        int tag = tagAt(step, i);
+        int value = valueAt(step, i);
+        if (value < 1) {
+            belowOne.push_back(pairText(step, i));
+        }
+        if (tag == kPlatformItemTag) {
+            items.push_back(paramName(step, i));
+            continue;
+        }
+        if (!isEventFreqTag(tag)) {
+            refusedTags.push_back(pairText(step, i));
+        }
+        last[tag] = value;
+        freqs.push_back(paramName(step, i) + " " + std::to_string(value));
+    }
+    const int errorsBefore = report.errorCount();
+    const std::string refused = "every begin and end is refused with -1";
+    if (!belowOne.empty()) {
+        report.error(id, command.line,
+                     join(belowOne, ", ") + ": on/off values must be 1 or more; " + refused +
+                         " (\"invalid parameters, cmdId is " + std::to_string(id) + "\")");
+    }
+    if (!refusedTags.empty()) {
+        report.error(id, command.line,
+                     join(refusedTags, ", ") +
+                         ": the frequency path takes only tags 1, 2, 4, 5, 7, 8 (and 10 for "
+                         "platform items); " +
+                         refused + " (\"invalid tag\")");
+    }
+    if (freqs.size() > static_cast<size_t>(kMaxOnOffPairs)) {
+        report.error(id, command.line,
+                     std::to_string(freqs.size()) +
+                         " frequency pairs: at most 43 fit in one step; " + refused);
+    }
+    const int floorCeiling[3][2] = {{1, 2}, {4, 5}, {7, 8}};
+    for (const auto& pair : floorCeiling) {
+        auto floor = last.find(pair[0]);
+        auto ceiling = last.find(pair[1]);
+        if (floor != last.end() && ceiling != last.end() && floor->second >= 1 &&
+            ceiling->second >= 1 && floor->second > ceiling->second) {
+            report.error(id, command.line,
+                         std::string("floor ") + std::to_string(floor->second) + " above ceiling " +
+                             std::to_string(ceiling->second) + " (tags " + std::to_string(pair[0]) +
+                             ", " + std::to_string(pair[1]) +
+                             "): every begin is refused with -1 (\"freq is invalid(min > freq)\")");
+        }
+    }
+    if (report.errorCount() > errorsBefore) {
+        return "on/off: refused";
+    }
+    if (n == 0) {
+        report.warning(id, command.line,
+                       "the on/off step has no pairs: begin and end answer 0 and do nothing");
+        return "on/off: does nothing";
+    }
+    std::string role = "on/off:";
+    if (!freqs.empty()) {
+        role += " frequencies " + join(freqs, ", ");
+    }
+    if (!items.empty()) {
+        role += std::string(freqs.empty() ? "" : ";") + " platform items " + join(items, ", ");
+    }
+    return role;
+}
+
+std::string CommandRules::plain(const CheckedCommand& command, CheckReport& report) {
+    const Action& step = command.steps.front();
+    if (step.duration > 0) {
+        return "platform action, duration " + std::to_string(step.duration);
+    }
+    return schedEvent(command, report);
+}
+
+std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport& report) {
+    const int id = command.id;
+    const Action& step = command.steps.front();
+    const int n = step.tagPairCount();
+    const std::string refused = "every event answers 3";
+    if (n < 1 || n > kEasGroups) {
+        report.error(id, command.line,
+                     std::to_string(n) +
+                         " level pairs: a scheduling event (duration 0) takes 1 "
+                         "to 8 group levels; " +
+                         refused + " (\"group num is invalid\")");
+        return "scheduling event: refused";
+    }
+    for (int i = 0; i < n; ++i) {
+        if (!isGroupTag(tagAt(step, i))) {
+            report.error(id, command.line,
+                         pairText(step, i) +
+                             " is no scheduling group (tags 50..58); a step without duration is a "
+                             "scheduling event, so " +
+                             refused);
+            return "scheduling event: refused";
+        }
+    }
+    for (int i = 0; i < n; ++i) {
+        int tag = tagAt(step, i);
+        bool active = mHmpDefaults ? tag == kHmpTag : tag != kHmpTag;
+        if (!active) {
+            report.warning(id, command.line,
+                           paramName(step, i) +
+                               " is stored but never reaches the platform: the "
+                               "defaults choose " +
+                               (mHmpDefaults ? "the hmp group" : "the eight EAS groups"));
+        }
+    }
+    std::string kind = "scheduling event";
+    if (id == kMossConditionalCmdId) {
+        kind = "MOSS scheduling event (sets a group only while it holds its base level)";
+    } else if (id == kMossBaseCmdId) {
+        kind = "MOSS scheduling event (the first one also saves the base levels)";
+    }
+    return kind + ": " + levelsText(step);
+}

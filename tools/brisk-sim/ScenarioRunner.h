@@ -1,0 +1,40 @@
+#pragma once
+
+#include <istream>
+#include <string>
+
+#include "ScenarioCommand.h"
+#include "SimServer.h"
+#include "TranscriptWriter.h"
+
+// Plays scenario lines against the service, one at a time, and writes what each
+// one does to the transcript: "> LINE" before it runs, then "= R" for the result
+// of the entry call ("= R T:V ..." for get) and "| TEXT" for what a dump wrote.
+// What the service and the device do meanwhile reaches the transcript through
+// TranscriptHooks.
+class ScenarioRunner {
+public:
+    ScenarioRunner(TranscriptWriter& writer, SimServer& server);
+
+    // Runs every line of `in` to its end (true), or stops at the first line it
+    // cannot understand or run (false; failedLine() and `error` say which and why).
+    bool run(std::istream& in, std::string* error);
+    int failedLine() const { return mLineNumber; }
+
+    // A payload longer than its values (len=N above the count) is padded with
+    // zeros up to this many values, so that a back-end reading `len` values stays
+    // inside the buffer.
+    static constexpr unsigned int kMaxPaddedPayload = 1024;
+
+private:
+    bool execute(const ScenarioCommand& command, std::string* error);
+    void runEvent(const ScenarioCommand& command);
+    void runSet(const ScenarioCommand& command);
+    void runGet(const ScenarioCommand& command);
+    bool runDump(const ScenarioCommand& command, std::string* error);
+    void result(int r);
+
+    TranscriptWriter& mWriter;
+    SimServer& mServer;
+    int mLineNumber = 0;
+};
