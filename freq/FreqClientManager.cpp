@@ -3,6 +3,7 @@
 #include <utils/String8.h>
 
 #include <climits>
+#include <new>
 #include <vector>
 
 #include "platform/BriskPlat.h"
@@ -74,7 +75,7 @@ private:
 }  // namespace
 
 FreqClientManager* getFreqClient(BriskPlat* plat) {
-    return new FreqClientManager(plat);
+    return new (std::nothrow) FreqClientManager(plat);
 }
 
 FreqClientManager::FreqClientManager(BriskPlat* plat)

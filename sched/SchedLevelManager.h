@@ -48,7 +48,8 @@ public:
     // Group index (0..8) carried by a packed level word, else -1.
     int getSchedGroup(int word);
 
-private:
+    // The building blocks of the requests above. The ones that touch the maps
+    // expect the caller to hold mMutex (or to run before any other thread).
     void initSchedLevelMap(std::map<int, int>& m);
     void initSchedLevelVec();
     void initMossSchedLevelMap(std::map<int, int>& m);
@@ -63,6 +64,7 @@ private:
     std::map<int, int>* getSchedLevelMap(int clientId);
     int printEasGroupList(std::map<int, int>& m, android::String8& out);
 
+private:
     // The back-end's doSchedLevelAction, -1 when there is no platform or back-end.
     int callSchedLevelAction(int count, const int* tags, const int* levels);
 

@@ -514,7 +514,10 @@ int BriskServer::briskSetConfig(int clientId, int tagLen, const int* tags, const
         BRISK_LOGE("init mFreqClientPtr failed!");
         return kResultComponentMissing;
     }
-    if (tagLen > 0 && (tags == nullptr || configs == nullptr)) {
+    // The tag scan reads the tags, the per-pair log the values (except for client
+    // 0, whose request the frequency manager checks itself).
+    bool unreadable = tags == nullptr || (configs == nullptr && clientId != kReportSwitchClient);
+    if (tagLen > 0 && unreadable) {
         BRISK_LOGE("invalid parameters, tagLen is %d but tags or configs is NULL", tagLen);
         return kResultInvalidParam;
     }
