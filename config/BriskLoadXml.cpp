@@ -10,20 +10,6 @@
 #include "server/BriskLog.h"
 
 namespace {
-// QueryIntValue wraps decimal ids beyond int32 silently; such an id is no integer
-// of ours and its command is skipped like one with a non-numeric id.
-bool isInInt32Range(const char* text) {
-    while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r') {
-        ++text;
-    }
-    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-        return true;
-    }
-    errno = 0;
-    long long value = strtoll(text, nullptr, 10);
-    return errno == 0 && value >= INT_MIN && value <= INT_MAX;
-}
-
 const char kConfigName[] = "xml/brisk_config_cust.xml";
 constexpr int kCfgPathSize = 128;
 constexpr int kMaxStepsPerCommand = 3;
@@ -76,7 +62,7 @@ void BriskLoadXml::parseCmdInfo(tinyxml2::XMLElement* first, std::map<int, RawXm
         const tinyxml2::XMLAttribute* idAttr = command->FindAttribute("id");
         int cmdId = 0;
         if (idAttr == nullptr || idAttr->QueryIntValue(&cmdId) != tinyxml2::XML_SUCCESS ||
-            !isInInt32Range(idAttr->Value())) {
+            !isIdInInt32Range(idAttr->Value())) {
             continue;
         }
         if (out->count(cmdId) != 0) {
@@ -122,6 +108,21 @@ bool BriskLoadXml::parseRawXmlDataInfo(RawXmlData* record, tinyxml2::XMLElement*
         record->values.emplace_back(text);
     }
     return true;
+}
+
+bool BriskLoadXml::isIdInInt32Range(const char* text) {
+    if (text == nullptr) {
+        return false;
+    }
+    while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r') {
+        ++text;
+    }
+    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+        return true;
+    }
+    errno = 0;
+    long long value = strtoll(text, nullptr, 10);
+    return errno == 0 && value >= INT_MIN && value <= INT_MAX;
 }
 
 void BriskLoadXml::freeRawXmlMap(std::map<int, RawXmlData*>& rawMap) {

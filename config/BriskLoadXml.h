@@ -26,6 +26,10 @@ public:
     void iterRawXmlDatas(RawXmlData* header, tinyxml2::XMLElement* command);
     bool parseRawXmlDataInfo(RawXmlData* record, tinyxml2::XMLElement* firstParameter);
 
+    // QueryIntValue wraps decimal ids beyond int32 silently; such an id is no
+    // integer of ours, and its command is skipped like one with a non-numeric id.
+    static bool isIdInInt32Range(const char* text);
+
     // Frees every chain of `rawMap` and empties it.
     static void freeRawXmlMap(std::map<int, RawXmlData*>& rawMap);
 };

@@ -13,9 +13,6 @@
 #include "server/BriskLog.h"
 
 namespace {
-constexpr int kMinPriority = 1;
-constexpr int kMaxPriority = 500;
-constexpr int kPriorityTag = 101;
 const char kPriorityKey[] = "priority";
 constexpr int kPlatformItemTag = 10;
 constexpr int kSchedLevelTag = 40;
@@ -24,8 +21,6 @@ constexpr int kFreqInfoUploadTag = 10000;
 constexpr int kReportSwitchClient = 0;
 constexpr int kSceneBegin = 0;
 constexpr int kSceneEnd = -1;
-// The on/off splitter keeps the frequency pairs of one step in fixed arrays.
-constexpr int kMaxOnOffPairs = 43;
 constexpr size_t kMaxDumpArgLen = 512;
 
 bool inRange(int value, int first, int last) {

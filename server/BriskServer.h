@@ -31,6 +31,14 @@ public:
     static constexpr int kClientRestartCmdId = 20224;
     static constexpr int kFreqReportSwitchCmdId = 20225;
 
+    // Scene priorities: tag 101 of a step (text key "priority" for governor
+    // scenes); only 1..500 is a usable priority.
+    static constexpr int kPriorityTag = 101;
+    static constexpr int kMinPriority = 1;
+    static constexpr int kMaxPriority = 500;
+    // The on/off splitter holds at most this many frequency pairs of one step.
+    static constexpr int kMaxOnOffPairs = 43;
+
     // Entry-point results.
     static constexpr int kResultOk = 0;
     static constexpr int kResultNotInited = 1;

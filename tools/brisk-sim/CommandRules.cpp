@@ -2,34 +2,25 @@
 
 #include <set>
 
+#include "platform/ConfigVocabulary.h"
+#include "sched/SchedTags.h"
 #include "server/BriskServer.h"
 
 namespace {
-constexpr int kMossConditionalCmdId = 4113;
-constexpr int kMossBaseCmdId = 4114;
 // initPriorityMap stops one short of the last scene id.
 constexpr int kLastLoadedSceneCmdId = 4351;
-constexpr int kMinPriority = 1;
-constexpr int kMaxPriority = 500;
-constexpr int kPriorityTag = 101;
 
-constexpr int kHmpTag = 50;
-constexpr int kFirstEasTag = 51;
-constexpr int kLastEasTag = 58;
-constexpr int kEasGroups = 8;
 constexpr int kLadderBottom = -20;
 constexpr int kLadderTop = 40;
 constexpr int kLadderStep = 10;
 
-constexpr int kPlatformItemTag = 10;
-constexpr int kMaxOnOffPairs = 43;
 constexpr int kProbeDurationCap = 100;
 
 bool inRange(int value, int first, int last) {
     return value >= first && value <= last;
 }
 bool isGroupTag(int tag) {
-    return inRange(tag, kHmpTag, kLastEasTag);
+    return inRange(tag, BRISK_TAG_GROUP_HMP, BRISK_TAG_EAS_GROUP_LAST);
 }
 bool isOnLadder(int level) {
     return inRange(level, kLadderBottom, kLadderTop) && level % kLadderStep == 0;
@@ -79,7 +70,7 @@ CommandRules::CommandRules(BriskServer& priorities, std::map<int, int> builtInPr
 
 std::string CommandRules::pairText(const Action& step, int index) {
     std::string text = paramName(step, index) + "(" + std::to_string(tagAt(step, index)) + ")=";
-    if (tagAt(step, index) == kPlatformItemTag && index < step.keyPairCount()) {
+    if (tagAt(step, index) == ConfigVocabulary::kPlatformItemTag && index < step.keyPairCount()) {
         return text + step.keyValues[2 * index + 1];
     }
     return text + std::to_string(valueAt(step, index));
@@ -90,7 +81,7 @@ bool CommandRules::isHmpDefaults(const CheckedCommand* defaults) {
         return false;
     }
     const Action& step = defaults->steps.front();
-    return step.duration == 0 && step.tagPairCount() == 1 && tagAt(step, 0) == kHmpTag;
+    return step.duration == 0 && step.tagPairCount() == 1 && tagAt(step, 0) == BRISK_TAG_GROUP_HMP;
 }
 
 std::string CommandRules::apply(const CheckedCommand& command, CheckReport& report) {
@@ -168,7 +159,7 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
         return "defaults: none stored (duration " + std::to_string(step.duration) + ")";
     }
     const int n = step.tagPairCount();
-    if (n != 1 && n != kEasGroups) {
+    if (n != 1 && n != SCHED_MAX_GROUP_NUM) {
         report.error(id, command.line,
                      std::to_string(n) +
                          " level pairs: the defaults are one hmp pair or eight EAS group pairs; " +
@@ -177,7 +168,8 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
     }
     for (int i = 0; i < n; ++i) {
         int tag = tagAt(step, i);
-        bool allowed = n == 1 ? tag == kHmpTag : inRange(tag, kFirstEasTag, kLastEasTag);
+        bool allowed = n == 1 ? tag == BRISK_TAG_GROUP_HMP
+                              : inRange(tag, BRISK_TAG_EAS_GROUP_FIRST, BRISK_TAG_EAS_GROUP_LAST);
         if (!allowed) {
             std::string need = n == 1 ? "a single default pair must be hmp (tag 50)"
                                       : "eight default pairs must be the EAS groups 51..58";
@@ -218,7 +210,7 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
         configured =
             governor ? mPriorities.getInterPriority(&first) : mPriorities.getPriority(&first);
     }
-    const bool valid = inRange(configured, kMinPriority, kMaxPriority);
+    const bool valid = inRange(configured, BriskServer::kMinPriority, BriskServer::kMaxPriority);
     std::string kind = governor ? "governor scene" : "scene";
     std::string beside = governor ? " (applied beside scene 4119 while 4119 is applied)" : "";
 
@@ -234,8 +226,8 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
     }
     bool written = false;
     for (int i = 0; i < first.tagPairCount(); ++i) {
-        written = written ||
-                  (governor ? paramName(first, i) == "priority" : tagAt(first, i) == kPriorityTag);
+        written = written || (governor ? paramName(first, i) == "priority"
+                                       : tagAt(first, i) == BriskServer::kPriorityTag);
     }
     auto builtIn = mBuiltIn.find(id);
     const bool hasBuiltIn = builtIn != mBuiltIn.end();
@@ -277,7 +269,7 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
         if (value < 1) {
             belowOne.push_back(pairText(step, i));
         }
-        if (tag == kPlatformItemTag) {
+        if (tag == ConfigVocabulary::kPlatformItemTag) {
             items.push_back(paramName(step, i));
             continue;
         }
@@ -301,7 +293,7 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
                          "platform items); " +
                          refused + " (\"invalid tag\")");
     }
-    if (freqs.size() > static_cast<size_t>(kMaxOnOffPairs)) {
+    if (freqs.size() > static_cast<size_t>(BriskServer::kMaxOnOffPairs)) {
         report.error(id, command.line,
                      std::to_string(freqs.size()) +
                          " frequency pairs: at most 43 fit in one step; " + refused);
@@ -350,7 +342,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
     const Action& step = command.steps.front();
     const int n = step.tagPairCount();
     const std::string refused = "every event answers 3";
-    if (n < 1 || n > kEasGroups) {
+    if (n < 1 || n > SCHED_MAX_GROUP_NUM) {
         report.error(id, command.line,
                      std::to_string(n) +
                          " level pairs: a scheduling event (duration 0) takes 1 "
@@ -370,7 +362,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
     }
     for (int i = 0; i < n; ++i) {
         int tag = tagAt(step, i);
-        bool active = mHmpDefaults ? tag == kHmpTag : tag != kHmpTag;
+        bool active = mHmpDefaults ? tag == BRISK_TAG_GROUP_HMP : tag != BRISK_TAG_GROUP_HMP;
         if (!active) {
             report.warning(id, command.line,
                            paramName(step, i) +
@@ -380,9 +372,9 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         }
     }
     std::string kind = "scheduling event";
-    if (id == kMossConditionalCmdId) {
+    if (id == BRISK_CMD_MOSS_SCHED_COND) {
         kind = "MOSS scheduling event (sets a group only while it holds its base level)";
-    } else if (id == kMossBaseCmdId) {
+    } else if (id == BRISK_CMD_MOSS_SCHED_BASE) {
         kind = "MOSS scheduling event (the first one also saves the base levels)";
     }
     return kind + ": " + levelsText(step);

@@ -2,26 +2,10 @@
 
 #include <tinyxml2.h>
 
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
+#include "config/BriskLoadXml.h"
 
 namespace {
 const char kPolicy[] = "policy";
-
-// The loader's own test on top of QueryIntValue, which wraps a decimal id beyond
-// int32 silently: such a command is skipped like one with a non-numeric id.
-bool inInt32Range(const char* text) {
-    while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r') {
-        ++text;
-    }
-    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-        return true;
-    }
-    errno = 0;
-    long long value = strtoll(text, nullptr, 10);
-    return errno == 0 && value >= INT_MIN && value <= INT_MAX;
-}
 }  // namespace
 
 bool RawConfigReader::Step::complete() const {
@@ -69,7 +53,7 @@ bool RawConfigReader::read(const std::string& path) {
             command.hasId = true;
             command.idText = id->Value();
             command.idUsable = id->QueryIntValue(&command.id) == tinyxml2::XML_SUCCESS &&
-                               inInt32Range(id->Value());
+                               BriskLoadXml::isIdInInt32Range(id->Value());
         }
         const char* name = element->Attribute("name");
         command.name = name != nullptr ? name : "unknown";
