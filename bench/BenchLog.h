@@ -1,0 +1,19 @@
+#pragma once
+
+// How the service's log lines are treated while a benchmark runs.
+enum class LogMode {
+    // Minimum priority error: the service's information and debug lines are
+    // dropped inside liblog before they are formatted.
+    Filtered,
+    // liblog's default: information and above formatted and written by the stderr
+    // logger (standard error is /dev/null while the benchmarks run).
+    Default,
+};
+
+const char* logModeName(LogMode mode);
+void applyLogMode(LogMode mode);
+
+// Points standard error at /dev/null, keeping the original for benchMessage.
+void silenceStderr();
+// A line for whoever runs the benchmarks (the original standard error).
+void benchMessage(const char* format, ...) __attribute__((format(printf, 1, 2)));

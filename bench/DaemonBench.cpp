@@ -1,0 +1,3 @@
+#include "Registry.h"
+
+void registerDaemonBenchmarks() {}
