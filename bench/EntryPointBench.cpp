@@ -171,23 +171,24 @@ void addClientCases() {
     reporting.server = reportingServer;
     addCase(
         "client_freq_1tag_reporting",
-        "title=client freq request, 1 tag, limit reporting on;floor=mutex",
+        "title=client freq request, 1 tag, limit reporting on;floor=mutex;target_ns=500",
         [](BriskServer& s, long i) { return s.briskSetConfig(1, 1, kOneTag, kOneValue[i % 2]); },
         reporting);
 
     static const int kStepTag[1] = {40};
     static const int kStepValue[2][1] = {{1}, {2}};
     addCase(
-        "client_sched_step", "title=client sched request: step down, up;floor=mutex",
+        "client_sched_step", "title=client sched request: step down, up;floor=mutex;target_ns=500",
         [](BriskServer& s, long i) { return s.briskSetConfig(3, 1, kStepTag, kStepValue[i % 2]); },
         alternating());
     static const int kResetValue[1] = {0};
-    addCase("client_sched_reset", "title=client sched request: reset;floor=mutex",
+    addCase("client_sched_reset", "title=client sched request: reset;floor=mutex;target_ns=500",
             [](BriskServer& s, long) { return s.briskSetConfig(3, 1, kStepTag, kResetValue); });
     static const int kGroupTag[1] = {42};
     // Group 3 (top-app) at level 10, then at 20: (group << 16) | (level + 20).
     static const int kGroupValue[2][1] = {{(3 << 16) | 30}, {(3 << 16) | 40}};
-    addCase("client_sched_group", "title=client sched request: one group level;floor=mutex",
+    addCase("client_sched_group",
+            "title=client sched request: one group level;floor=mutex;target_ns=500",
             [](BriskServer& s, long i) {
                 return s.briskSetConfig(1, 1, kGroupTag, kGroupValue[i % 2]);
             });
