@@ -1,0 +1,470 @@
+#include "freq/FreqClientManager.h"
+
+#include <utils/String8.h>
+
+#include <climits>
+#include <vector>
+
+#include "platform/BriskPlat.h"
+#include "server/BriskLog.h"
+
+namespace {
+// The tags kept per client, in their fixed order.
+const int kLimitTags[] = {
+    BRISK_TAG_LITTLE_CPU_MAX,      BRISK_TAG_BIG_CPU_MAX,      BRISK_TAG_GPU_MAX,
+    BRISK_TAG_IPA_ON_TEMP,         BRISK_TAG_IPA_CONTROL_TEMP, BRISK_TAG_IPA_SUSTAINABLE_POWER,
+    BRISK_TAG_FORK_ON_BIG_CLUSTER,
+};
+
+// Dump labels of the limit tags, all 22 characters wide.
+struct DumpLabel {
+    int tag;
+    const char* label;
+};
+const DumpLabel kDumpLabels[] = {
+    {BRISK_TAG_LITTLE_CPU_MAX, "little cpu max,       "},
+    {BRISK_TAG_BIG_CPU_MAX, "big cpu max,          "},
+    {BRISK_TAG_GPU_MAX, "gpu max,              "},
+    {BRISK_TAG_IPA_ON_TEMP, "ipa switch temp,      "},
+    {BRISK_TAG_IPA_CONTROL_TEMP, "ipa control temp,     "},
+    {BRISK_TAG_IPA_SUSTAINABLE_POWER, "ipa sustainable power,"},
+    {BRISK_TAG_FORK_ON_BIG_CLUSTER, "fork on big cluster,  "},
+};
+
+// Bit of the reporting switch's value that turns reporting on.
+constexpr int kUploadEnableBit = 0x10000;
+
+// Start of the search for the lowest ceiling: no ceiling found yet.
+constexpr int kNoCeiling = INT_MAX;
+
+bool isFloorTag(int tag) {
+    return tag == BRISK_TAG_LITTLE_CPU_MIN || tag == BRISK_TAG_BIG_CPU_MIN ||
+           tag == BRISK_TAG_GPU_MIN;
+}
+
+bool isCeilingTag(int tag) {
+    return tag == BRISK_TAG_LITTLE_CPU_MAX || tag == BRISK_TAG_BIG_CPU_MAX ||
+           tag == BRISK_TAG_GPU_MAX;
+}
+
+// A request's arrays must hold tagLen readable entries.
+bool checkArrays(int tagLen, const int* tags, const int* configs) {
+    if (tagLen < 0) {
+        BRISK_LOGE("invalid tagLen(%d)", tagLen);
+        return false;
+    }
+    if (tagLen > 0 && (tags == nullptr || configs == nullptr)) {
+        BRISK_LOGE("null tags or configs, tagLen is %d", tagLen);
+        return false;
+    }
+    return true;
+}
+
+class MutexHolder {
+public:
+    explicit MutexHolder(pthread_mutex_t* mutex) : mMutex(mutex) { pthread_mutex_lock(mMutex); }
+    ~MutexHolder() { pthread_mutex_unlock(mMutex); }
+    MutexHolder(const MutexHolder&) = delete;
+    MutexHolder& operator=(const MutexHolder&) = delete;
+
+private:
+    pthread_mutex_t* mMutex;
+};
+}  // namespace
+
+FreqClientManager* getFreqClient(BriskPlat* plat) {
+    return new FreqClientManager(plat);
+}
+
+FreqClientManager::FreqClientManager(BriskPlat* plat)
+    : mPlat(plat), mMaxFreqRead(false), mUploadEnabled(false) {
+    pthread_mutex_init(&mMutex, nullptr);
+    initConfigSet();
+    initConfigMap(mDuskConfigMap);
+    initConfigMap(mFernConfigMap);
+    initConfigMap(mMossConfigMap);
+    initConfigMap(mMinConfigMap);
+    initFreqMap();
+}
+
+FreqClientManager::~FreqClientManager() {
+    pthread_mutex_destroy(&mMutex);
+}
+
+void FreqClientManager::initConfigSet() {
+    for (int tag : kLimitTags) {
+        mConfigSet.insert(tag);
+    }
+}
+
+void FreqClientManager::initConfigMap(std::map<int, int>& m) {
+    for (int tag : kLimitTags) {
+        m[tag] = -1;
+    }
+}
+
+void FreqClientManager::initFreqMap() {
+    mFreqMap[BRISK_TAG_LITTLE_CPU_MIN] = &mLittleMinFreqMap;
+    mFreqMap[BRISK_TAG_LITTLE_CPU_MAX] = &mLittleMaxFreqMap;
+    mFreqMap[BRISK_TAG_BIG_CPU_MIN] = &mBigMinFreqMap;
+    mFreqMap[BRISK_TAG_BIG_CPU_MAX] = &mBigMaxFreqMap;
+    mFreqMap[BRISK_TAG_GPU_MIN] = &mGpuMinFreqMap;
+    mFreqMap[BRISK_TAG_GPU_MAX] = &mGpuMaxFreqMap;
+}
+
+PerfBackend* FreqClientManager::perf() const {
+    return mPlat == nullptr ? nullptr : mPlat->mPerf;
+}
+
+int FreqClientManager::doPerfSetConfig(int clientId, int tagLen, const int* tags,
+                                       const int* configs, const int* onOff) {
+    MutexHolder lock(&mMutex);
+    if (clientId == FREQ_CLIENT_CONTROL) {
+        // Only a one-entry request reads the arrays.
+        if (tagLen == 1 && (tags == nullptr || configs == nullptr)) {
+            BRISK_LOGE("null tags or configs, tagLen is %d", tagLen);
+            return -1;
+        }
+        enableFreqInfoUpload(tagLen, tags, configs);
+        return 0;
+    }
+    if (clientId > FREQ_CLIENT_MOSS) {
+        if (onOff == nullptr) {
+            return -1;
+        }
+        return doPerfEventConfig(clientId, tagLen, tags, configs, *onOff);
+    }
+    return doClientConfigLocked(clientId, tagLen, tags, configs);
+}
+
+int FreqClientManager::doClientConfigLocked(int clientId, int tagLen, const int* tags,
+                                            const int* configs) {
+    if (!checkArrays(tagLen, tags, configs)) {
+        return -1;
+    }
+    std::vector<int> tagsToWrite;
+    std::vector<int> valuesToWrite;
+    tagsToWrite.reserve(tagLen);
+    valuesToWrite.reserve(tagLen);
+    for (int i = 0; i < tagLen; ++i) {
+        if (configs[i] < 0) {
+            BRISK_LOGE("invalid config value(%d)", configs[i]);
+            return -1;
+        }
+        tagsToWrite.push_back(tags[i]);
+        if (mConfigSet.count(tags[i]) == 0) {
+            valuesToWrite.push_back(configs[i]);
+            continue;
+        }
+        int combined = getNewConfig(clientId, tags[i], configs[i]);
+        // Stored before the check below: a refused fork value leaves its -1 here.
+        mMinConfigMap[tags[i]] = combined;
+        int value = getConfigWithSceneEvent(combined, tags[i]);
+        if (value == -1) {
+            return -1;
+        }
+        valuesToWrite.push_back(value);
+    }
+
+    PerfBackend* backend = perf();
+    int result = backend == nullptr
+                     ? -1
+                     : backend->setConfig(tagLen, tagsToWrite.data(), valuesToWrite.data());
+    if (result != 0) {
+        BRISK_LOGE("doPerfSetConfig failed!");
+        return result;
+    }
+    cacheTags(clientId, tagLen, tags, configs);
+
+    if (mUploadEnabled) {
+        if (!mMaxFreqRead) {
+            if (readMaxFreq() != 0) {
+                // The request itself succeeded; the read is retried next time.
+                return 0;
+            }
+            mMaxFreqRead = true;
+        }
+        mFreqInfoUpload.updateOriginFreqData(clientId, tagLen, tags, configs);
+        mFreqInfoUpload.updateFinalFreqData(clientId, tagLen, tagsToWrite.data(),
+                                            valuesToWrite.data());
+    }
+    return 0;
+}
+
+void FreqClientManager::enableFreqInfoUpload(int tagLen, const int* tags, const int* configs) {
+    if (tagLen == 1 && tags != nullptr && configs != nullptr &&
+        tags[0] == BRISK_TAG_FREQ_INFO_UPLOAD && (configs[0] & kUploadEnableBit) != 0 &&
+        !mUploadEnabled) {
+        mUploadEnabled = true;
+    }
+}
+
+int FreqClientManager::getMinTagConfigs(int clientId, int tag) {
+    std::map<int, int>* first;
+    std::map<int, int>* second;
+    switch (clientId) {
+        case FREQ_CLIENT_DUSK:
+            first = &mFernConfigMap;
+            second = &mMossConfigMap;
+            break;
+        case FREQ_CLIENT_FERN:
+            first = &mDuskConfigMap;
+            second = &mMossConfigMap;
+            break;
+        case FREQ_CLIENT_MOSS:
+            first = &mDuskConfigMap;
+            second = &mFernConfigMap;
+            break;
+        default:
+            BRISK_LOGE("invalid clientId is %d", clientId);
+            return -1;
+    }
+    int a = (*first)[tag];
+    int b = (*second)[tag];
+    return tag == BRISK_TAG_FORK_ON_BIG_CLUSTER ? getTaskForkMinValue(a, b)
+                                                : getValidMinValue(a, b);
+}
+
+int FreqClientManager::getValidMinValue(int a, int b) {
+    if (a >= 1) {
+        return (b >= 1 && b < a) ? b : a;
+    }
+    if (a == 0 && b <= 0) {
+        return 0;
+    }
+    return b;
+}
+
+int FreqClientManager::getTaskForkMinValue(int a, int b) {
+    if (a == 0) {
+        return 0;
+    }
+    if (a < 0) {
+        return b;
+    }
+    return b >= 0 ? b : a;
+}
+
+int FreqClientManager::getNewConfig(int clientId, int tag, int config) {
+    if (tag == BRISK_TAG_FORK_ON_BIG_CLUSTER) {
+        if (config == 0) {
+            return 0;
+        }
+        if (config == 1) {
+            int others = getMinTagConfigs(clientId, tag);
+            return (others != -1 && others != 1) ? others : 1;
+        }
+        BRISK_LOGE("invalid config(%d), tag is %d", config, BRISK_TAG_FORK_ON_BIG_CLUSTER);
+        return -1;
+    }
+    int others = getMinTagConfigs(clientId, tag);
+    if (others >= 1 && (config == 0 || (config >= 1 && others < config))) {
+        return others;
+    }
+    return config;
+}
+
+int FreqClientManager::getConfigWithSceneEvent(int config, int tag) {
+    if (!isCeilingTag(tag)) {
+        return config;
+    }
+    int eventCeiling = getSceneConfig(tag);
+    if (eventCeiling == 0) {
+        return config;
+    }
+    if (config == 0) {
+        return eventCeiling;
+    }
+    if (config < 0 || eventCeiling >= config) {
+        return config;
+    }
+    return eventCeiling;
+}
+
+void FreqClientManager::cacheTags(int clientId, int tagLen, const int* tags, const int* configs) {
+    std::map<int, int>* m;
+    switch (clientId) {
+        case FREQ_CLIENT_DUSK:
+            m = &mDuskConfigMap;
+            break;
+        case FREQ_CLIENT_FERN:
+            m = &mFernConfigMap;
+            break;
+        case FREQ_CLIENT_MOSS:
+            m = &mMossConfigMap;
+            break;
+        default:
+            BRISK_LOGE("invalid clientId is %d", clientId);
+            return;
+    }
+    updateConfigMap(tagLen, tags, configs, *m);
+}
+
+void FreqClientManager::updateConfigMap(int tagLen, const int* tags, const int* configs,
+                                        std::map<int, int>& m) {
+    if (tags == nullptr || configs == nullptr) {
+        return;
+    }
+    for (int i = 0; i < tagLen; ++i) {
+        if (mConfigSet.count(tags[i]) != 0) {
+            m[tags[i]] = configs[i];
+        }
+    }
+}
+
+int FreqClientManager::readMaxFreq() {
+    const int tags[] = {BRISK_TAG_LITTLE_CPU_HW_MAX, BRISK_TAG_BIG_CPU_HW_MAX,
+                        BRISK_TAG_GPU_HW_MAX};
+    int out[] = {-1, -1, -1};
+    PerfBackend* backend = perf();
+    int result = backend == nullptr ? -1 : backend->getConfig(3, tags, out);
+    if (result != 0) {
+        BRISK_LOGE("getConfig failed!");
+        return result;
+    }
+    mFreqInfoUpload.updateMaxFreqData(out[0], out[1], out[2]);
+    return 0;
+}
+
+int FreqClientManager::getMinConfig(std::map<int, int>& m) {
+    int lowest = 0;
+    for (const auto& entry : m) {
+        if (entry.second >= 1 && (lowest == 0 || entry.second < lowest)) {
+            lowest = entry.second;
+        }
+    }
+    return lowest;
+}
+
+int FreqClientManager::doPerfEventConfig(int cmdId, int tagLen, const int* tags, const int* values,
+                                         int onOff) {
+    if (!checkArrays(tagLen, tags, values)) {
+        return -1;
+    }
+    std::map<int, int> request;
+    std::map<int, int> result;
+    std::vector<int> valuesToWrite(tagLen);
+    for (int i = 0; i < tagLen; ++i) {
+        int tag = tags[i];
+        int value;
+        if (isFloorTag(tag)) {
+            value = getMaxFreqFromMap(cmdId, onOff, values[i], *mFreqMap[tag]);
+        } else if (isCeilingTag(tag)) {
+            value = getMinFreqFromMap(cmdId, onOff, tag, values[i], *mFreqMap[tag]);
+        } else {
+            BRISK_LOGE("invalid tag %d, cmdId is %d", tag, cmdId);
+            return -1;
+        }
+        result[tag] = value;
+        valuesToWrite[i] = value;
+        request[tag] = values[i];
+    }
+
+    // An event going off is cleared even when the check below refuses the write.
+    if (onOff == -1) {
+        saveDataToMap(cmdId, -1, request);
+    }
+
+    // Unnamed tags count as 0 and so always pass.
+    auto resultOf = [&result](int tag) {
+        auto it = result.find(tag);
+        return it == result.end() ? 0 : it->second;
+    };
+    const int pairs[][2] = {{BRISK_TAG_LITTLE_CPU_MIN, BRISK_TAG_LITTLE_CPU_MAX},
+                            {BRISK_TAG_BIG_CPU_MIN, BRISK_TAG_BIG_CPU_MAX},
+                            {BRISK_TAG_GPU_MIN, BRISK_TAG_GPU_MAX}};
+    for (const auto& pair : pairs) {
+        if (!isFreqValValid(resultOf(pair[0]), resultOf(pair[1]))) {
+            BRISK_LOGI(
+                "freq is invalid(min > freq), cmdId is %d, (l_cpu(%d,%d), b_cpu(%d, %d), "
+                "gpu(%d, %d))",
+                cmdId, resultOf(BRISK_TAG_LITTLE_CPU_MIN), resultOf(BRISK_TAG_LITTLE_CPU_MAX),
+                resultOf(BRISK_TAG_BIG_CPU_MIN), resultOf(BRISK_TAG_BIG_CPU_MAX),
+                resultOf(BRISK_TAG_GPU_MIN), resultOf(BRISK_TAG_GPU_MAX));
+            return -1;
+        }
+    }
+
+    if (onOff == 0) {
+        saveDataToMap(cmdId, 0, request);
+    }
+
+    PerfBackend* backend = perf();
+    int status = backend == nullptr ? -1 : backend->setConfig(tagLen, tags, valuesToWrite.data());
+    if (status != 0) {
+        BRISK_LOGE("doPerfSetConfig failed!");
+        return status;
+    }
+    return 0;
+}
+
+int FreqClientManager::getMaxFreqFromMap(int cmdId, int onOff, int value,
+                                         std::map<int, int>& eventMap) {
+    int highest = 0;
+    for (const auto& entry : eventMap) {
+        if (entry.first != cmdId && entry.second > highest) {
+            highest = entry.second;
+        }
+    }
+    return (onOff == 0 && value > highest) ? value : highest;
+}
+
+int FreqClientManager::getMinFreqFromMap(int cmdId, int onOff, int tag, int value,
+                                         std::map<int, int>& eventMap) {
+    int lowest = kNoCeiling;
+    for (const auto& entry : eventMap) {
+        if (entry.first != cmdId && entry.second >= 1 && entry.second < lowest) {
+            lowest = entry.second;
+        }
+    }
+    int clients = mMinConfigMap[tag];
+    if (clients >= 1 && clients < lowest) {
+        lowest = clients;
+    }
+    if (onOff != 0) {
+        return lowest == kNoCeiling ? 0 : lowest;
+    }
+    // Deliberately plain: an event asking for 0 (or less) while on gets it.
+    return lowest > value ? value : lowest;
+}
+
+void FreqClientManager::saveDataToMap(int cmdId, int onOff, std::map<int, int>& request) {
+    for (const auto& entry : request) {
+        if (entry.second >= 1) {
+            setMapFreq(cmdId, entry.first, onOff == 0 ? entry.second : 0);
+        }
+    }
+}
+
+void FreqClientManager::setMapFreq(int cmdId, int tag, int value) {
+    auto it = mFreqMap.find(tag);
+    if (it != mFreqMap.end()) {
+        (*it->second)[cmdId] = value;
+    }
+}
+
+bool FreqClientManager::isFreqValValid(int minFreq, int maxFreq) {
+    return minFreq <= maxFreq || minFreq < 1 || maxFreq < 1;
+}
+
+int FreqClientManager::getSceneConfig(int tag) {
+    if (!isCeilingTag(tag)) {
+        return 0;
+    }
+    return getMinConfig(*mFreqMap[tag]);
+}
+
+void FreqClientManager::dumpFreqList(android::String8& out) {
+    out.appendFormat("DUSK set freq is:\n");
+    printFreqList(mDuskConfigMap, out);
+    out.appendFormat("FERN set freq is:\n");
+    printFreqList(mFernConfigMap, out);
+    out.appendFormat("MOSS set freq is:\n");
+    printFreqList(mMossConfigMap, out);
+}
+
+void FreqClientManager::printFreqList(std::map<int, int>& configMap, android::String8& out) {
+    for (const DumpLabel& entry : kDumpLabels) {
+        out.appendFormat("tag=%s value=%d\n", entry.label, configMap[entry.tag]);
+    }
+}

@@ -1,0 +1,56 @@
+#include "probe/ProbeHandler.h"
+
+#include <pthread.h>
+#include <safe_str_lib.h>
+
+#include "probe/ProbeThread.h"
+#include "server/BriskLog.h"
+
+ProbeHandler::ProbeHandler(BriskPlat* plat, Action* probeAction)
+    : mProbeThread(nullptr), mBoostDelayMs(8) {
+    // Taking the first strong reference starts the worker (onFirstRef).
+    mProbeThread = new ProbeThread(*this, plat, probeAction);
+}
+
+ProbeHandler::~ProbeHandler() {
+    mProbeThread.clear();
+}
+
+int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* payload) {
+    int pid = 0;
+    int tid = 0;
+    // A missing message is refused like an empty one: the scanner's end of input.
+    const int scanned = msg == nullptr ? -1 : sscanf_s(msg, "pid=%d|tid=%d", &pid, &tid);
+    if (scanned != 2) {
+        // Passed back unchanged: a message in which nothing matched yields 0, which
+        // the caller takes for success. Kept on purpose.
+        BRISK_LOGE("brisk: get msg info failed!");
+        return scanned;
+    }
+    if (payloadNum != 1) {
+        BRISK_LOGE("invalid payload, payloadNum=%d", static_cast<int>(payloadNum));
+        return 2;
+    }
+    if (payload == nullptr) {
+        BRISK_LOGE("payload is NULL");
+        return 2;
+    }
+    if (mProbeThread == nullptr) {
+        return 0;
+    }
+
+    const int state = payload[0];
+    ProbeThread& worker = *mProbeThread;
+    int result = 0;
+    pthread_mutex_lock(&worker.mLock);
+    if (state == ProbeThread::kProbeStop) {
+        worker.moveItemToUnboostQueue(static_cast<unsigned int>(tid));
+    } else if (state == ProbeThread::kProbeStart) {
+        worker.addItemToQueue(static_cast<unsigned int>(pid), static_cast<unsigned int>(tid));
+    } else {
+        BRISK_LOGD("error case: state=%d, pid=%d, tid=%d\n", state, pid, tid);
+        result = 2;
+    }
+    pthread_mutex_unlock(&worker.mLock);
+    return result;
+}

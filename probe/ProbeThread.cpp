@@ -1,0 +1,208 @@
+#include "probe/ProbeThread.h"
+
+#include <time.h>
+#include <unistd.h>
+#include <utils/ThreadDefs.h>
+
+#include "platform/BriskPlat.h"
+#include "probe/ProbeItem.h"
+#include "server/BriskLog.h"
+
+using android::sp;
+
+namespace {
+constexpr nsecs_t kNsPerMs = 1000000;
+}  // namespace
+
+ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action)
+    : android::Thread(true), mHandler(handler), mPlatPtr(plat), mAction(action) {
+    pthread_mutex_init(&mLock, nullptr);
+    pthread_condattr_t attr;
+    pthread_condattr_init(&attr);
+    pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
+    pthread_cond_init(&mCond, &attr);
+    pthread_condattr_destroy(&attr);
+    // Written into the caller's record on purpose: the capped value is what the
+    // platform sees on every boost.
+    if (action != nullptr && action->duration > kMaxDuration) {
+        action->duration = kMaxDuration;
+    }
+}
+
+ProbeHandler::ProbeThread::~ProbeThread() {
+    if (mAction != nullptr) {
+        delete mAction;
+        mAction = nullptr;
+    }
+    mWaitQueue.clear();
+    mBoostedQueue.clear();
+    pthread_cond_destroy(&mCond);
+    pthread_mutex_destroy(&mLock);
+}
+
+void ProbeHandler::ProbeThread::onFirstRef() {
+    run("ProbeThread", ANDROID_PRIORITY_FOREGROUND, 0);
+}
+
+sp<ProbeHandler::ProbeThread::ProbeItem> ProbeHandler::ProbeThread::find(const ItemQueue& queue,
+                                                                         unsigned int tid) {
+    const ssize_t index = queue.indexOfKey(tid);
+    return index < 0 ? sp<ProbeItem>() : queue.valueAt(static_cast<size_t>(index));
+}
+
+PerfBackend* ProbeHandler::ProbeThread::backend() const {
+    return mPlatPtr == nullptr ? nullptr : mPlatPtr->mPerf;
+}
+
+void ProbeHandler::ProbeThread::applyProbeState(unsigned int tid, int state, const char* failure) {
+    // The back-end is read afresh before each call.
+    PerfBackend* perf = backend();
+    if (perf == nullptr || perf->setProbeTarget(static_cast<int>(tid), state) != 0) {
+        return;
+    }
+    const int payload[1] = {state};
+    perf = backend();
+    if (perf == nullptr || perf->doAction(mAction, 1, payload) != 0) {
+        BRISK_LOGD("%s", failure);
+    }
+}
+
+void ProbeHandler::ProbeThread::handleBoostItem(unsigned int tid) {
+    applyProbeState(tid, kProbeStart, "handleBoostItem doAction failed");
+}
+
+void ProbeHandler::ProbeThread::handleUnboostItem(unsigned int tid) {
+    applyProbeState(tid, kProbeStop, "handleUnBoostItem doAction failed");
+}
+
+void ProbeHandler::ProbeThread::addItemToQueue(unsigned int pid, unsigned int tid) {
+    // Looked up by pid on purpose: when the process's main thread (tid == pid) is
+    // boosted, its other threads skip the wait.
+    if (find(mBoostedQueue, pid) != nullptr) {
+        handleBoostItem(tid);
+        addItemToBoostedQueue(tid);
+    } else {
+        addItemToWaitQueue(tid);
+    }
+}
+
+void ProbeHandler::ProbeThread::addItemToWaitQueue(unsigned int tid) {
+    const sp<ProbeItem> waiting = find(mWaitQueue, tid);
+    const sp<ProbeItem> boosted = find(mBoostedQueue, tid);
+    const bool active = (waiting != nullptr && waiting->mTimestamp != 0) ||
+                        (boosted != nullptr && boosted->mTimestamp != 0);
+    if (!active) {
+        mWaitQueue.add(tid, new ProbeItem(tid, systemTime(SYSTEM_TIME_MONOTONIC)));
+    }
+    pthread_cond_signal(&mCond);
+}
+
+void ProbeHandler::ProbeThread::moveItemFromWaitQueueToBoosted(unsigned int tid) {
+    mWaitQueue.removeItem(tid);
+    addItemToBoostedQueueLocked(tid);
+}
+
+void ProbeHandler::ProbeThread::addItemToBoostedQueue(unsigned int tid) {
+    const sp<ProbeItem> waiting = find(mWaitQueue, tid);
+    const sp<ProbeItem> boosted = find(mBoostedQueue, tid);
+    if (waiting != nullptr && waiting->mTimestamp != 0) {
+        waiting->mTimestamp = 0;
+        mWaitQueue.replaceValueFor(tid, waiting);
+    }
+    if (boosted == nullptr || boosted->mTimestamp == 0) {
+        addItemToBoostedQueueLocked(tid);
+    }
+}
+
+void ProbeHandler::ProbeThread::addItemToBoostedQueueLocked(unsigned int tid) {
+    mBoostedQueue.add(tid, new ProbeItem(tid, systemTime(SYSTEM_TIME_MONOTONIC)));
+}
+
+void ProbeHandler::ProbeThread::moveItemToUnboostQueue(unsigned int tid) {
+    const sp<ProbeItem> waiting = find(mWaitQueue, tid);
+    const sp<ProbeItem> boosted = find(mBoostedQueue, tid);
+    if (waiting != nullptr) {
+        waiting->mTimestamp = 0;
+        mWaitQueue.replaceValueFor(tid, waiting);
+    }
+    if (boosted != nullptr) {
+        boosted->mTimestamp = 0;
+        mBoostedQueue.replaceValueFor(tid, boosted);
+        // Also for an entry that was already finished: a second stop before the
+        // loop's next pass unboosts again.
+        handleUnboostItem(tid);
+    }
+    pthread_cond_signal(&mCond);
+}
+
+bool ProbeHandler::ProbeThread::threadLoop() {
+    const nsecs_t now = systemTime(SYSTEM_TIME_MONOTONIC);
+    const int32_t delayMs = mHandler.mBoostDelayMs;
+    const nsecs_t delayNs = static_cast<nsecs_t>(delayMs) * kNsPerMs;
+    nsecs_t sleepMs = 0;
+
+    // Wait phase. Downward, one entry per lock, so that events are not held up for
+    // a whole scan. Only this loop removes entries, so the indices below the
+    // starting count stay in range; entries that arrive meanwhile are seen on a
+    // later pass.
+    pthread_mutex_lock(&mLock);
+    size_t count = mWaitQueue.size();
+    pthread_mutex_unlock(&mLock);
+    for (size_t i = count; i-- > 0;) {
+        pthread_mutex_lock(&mLock);
+        unsigned int dueTid = 0;
+        if (i < mWaitQueue.size()) {
+            const unsigned int tid = mWaitQueue.keyAt(i);
+            const sp<ProbeItem> item = mWaitQueue.valueAt(i);
+            if (item == nullptr) {
+                // nothing to do
+            } else if (item->mTimestamp == 0) {
+                mWaitQueue.removeItemsAt(i);
+            } else if (now - item->mTimestamp < delayNs) {
+                // Every waiting entry overwrites the sleep time, so the one left is
+                // that of the lowest index, not the shortest; kept so.
+                sleepMs = delayMs - (now - item->mTimestamp) / kNsPerMs;
+            } else {
+                moveItemFromWaitQueueToBoosted(tid);
+                dueTid = tid;
+            }
+        }
+        pthread_mutex_unlock(&mLock);
+        // The boost is made without the lock. A due tid 0 moves to the boosted
+        // queue like any other but is not sent to the platform.
+        if (dueTid != 0) {
+            handleBoostItem(dueTid);
+        }
+    }
+
+    // Boosted phase, again downward, letting waiting events in after each entry.
+    // Entries of tid 0 never expire.
+    pthread_mutex_lock(&mLock);
+    count = mBoostedQueue.size();
+    for (size_t i = count; i-- > 0;) {
+        if (i < mBoostedQueue.size()) {
+            const unsigned int tid = mBoostedQueue.keyAt(i);
+            const sp<ProbeItem> item = mBoostedQueue.valueAt(i);
+            if (item == nullptr) {
+                // nothing to do
+            } else if (item->mTimestamp == 0) {
+                mBoostedQueue.removeItemsAt(i);
+            } else if (now - item->mTimestamp >= kBoostHoldNs && tid != 0) {
+                moveItemToUnboostQueue(tid);
+            }
+        }
+        pthread_mutex_unlock(&mLock);
+        pthread_mutex_lock(&mLock);
+    }
+
+    // Finished entries count here too. While boosts are held and nothing waits,
+    // the sleep time is 0 and the loop polls until the last boosted entry is gone.
+    if (mWaitQueue.isEmpty() && mBoostedQueue.isEmpty()) {
+        pthread_cond_wait(&mCond, &mLock);
+        pthread_mutex_unlock(&mLock);
+    } else {
+        pthread_mutex_unlock(&mLock);
+        usleep(static_cast<useconds_t>(sleepMs > 0 ? sleepMs * 1000 : 0));
+    }
+    return true;
+}
