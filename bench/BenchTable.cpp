@@ -18,6 +18,7 @@ struct Result {
     std::string name;  // run name, without repetition suffixes
     std::map<std::string, std::string> label;
     double timeNs = NAN;  // real time per iteration (median over repetitions when present)
+    double cpuNs = NAN;   // CPU time of the calling thread, likewise
     double cvPercent = NAN;
     const Json* json = nullptr;
     bool error = false;
@@ -114,6 +115,7 @@ std::vector<Result> collect(const Json& root) {
         r.name = runName;
         r.json = &b;
         r.timeNs = toNs(b.numberOr("real_time", NAN), b.textOr("time_unit", "ns"));
+        r.cpuNs = toNs(b.numberOr("cpu_time", NAN), b.textOr("time_unit", "ns"));
         r.label = parseLabel(b.textOr("label", ""));
         const Json* error = b.get("error_occurred");
         r.error = error != nullptr && error->boolean;
@@ -154,6 +156,9 @@ private:
     }
 
     void printFloors() {
+        if (!has("floor")) {
+            return;
+        }
         printf("### Floor\n\n| floor | time |\n|---|---:|\n");
         for (const Result& r : mResults) {
             if (r.field("kind") == "floor") {
@@ -165,9 +170,14 @@ private:
     }
 
     void printEntryPoints() {
+        if (!has("entry")) {
+            return;
+        }
         printf("### Entry points\n\n");
-        printf("| case | log filtered | × floor | default logger | log share | target | |\n");
-        printf("|---|---:|---:|---:|---:|---:|---|\n");
+        printf(
+            "| case | log filtered | CPU | × floor | device calls | default logger | log share | "
+            "target | |\n");
+        printf("|---|---:|---:|---:|---:|---:|---:|---:|---|\n");
         std::vector<std::string> order;
         std::map<std::string, const Result*> filtered;
         std::map<std::string, const Result*> standard;
@@ -199,8 +209,11 @@ private:
             if (!target.empty() && !std::isnan(fNs)) {
                 verdict = fNs <= std::stod(target) ? "met" : "**missed**";
             }
-            printf("| %s | %s | %s %s | %s | %s | %s | %s |\n", any->field("title").c_str(),
-                   formatTime(fNs).c_str(), formatNumber(ratio, "%.0f").c_str(), floor.c_str(),
+            printf("| %s | %s | %s | %s %s | %s | %s | %s | %s | %s |\n",
+                   any->field("title").c_str(), formatTime(fNs).c_str(),
+                   formatTime(f != nullptr ? f->cpuNs : NAN).c_str(),
+                   formatNumber(ratio, "%.0f").c_str(), floor.c_str(),
+                   formatNumber(any->counter("device_calls"), "%.1f").c_str(),
                    formatTime(dNs).c_str(), formatNumber(share < 0 ? 0 : share, "%.0f %%").c_str(),
                    target.empty() ? "" : formatTime(std::stod(target)).c_str(), verdict.c_str());
         }
@@ -217,7 +230,19 @@ private:
         return nullptr;
     }
 
+    bool has(const std::string& kind) const {
+        for (const Result& r : mResults) {
+            if (r.field("kind") == kind) {
+                return true;
+            }
+        }
+        return false;
+    }
+
     void printScale() {
+        if (!has("scale_memory") && !has("scale_load") && !has("scale_event")) {
+            return;
+        }
         printf("### Scale\n\n");
         printf(
             "| commands | file | load through init | target | heap added | RSS added | "
@@ -250,6 +275,9 @@ private:
     }
 
     void printContention() {
+        if (!has("contention")) {
+            return;
+        }
         printf("### Contention (mix of events and client requests, log filtered)\n\n");
         printf("| host threads | calls/s | p50 | p99 | max |\n|---:|---:|---:|---:|---:|\n");
         for (const Result& r : mResults) {
@@ -265,6 +293,9 @@ private:
     }
 
     void printProbeThread() {
+        if (!has("probe_thread")) {
+            return;
+        }
         printf("### Probe thread CPU time\n\n");
         printf("| state | CPU | per second | target |\n|---|---:|---:|---|\n");
         for (const Result& r : mResults) {
