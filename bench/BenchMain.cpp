@@ -31,8 +31,8 @@ void takeOwnOptions(int* argc, char** argv) {
             settings.quick = true;
         } else if (strcmp(arg, "--brisk_keep_stderr") == 0) {
             settings.keepStderr = true;
-        } else if (strncmp(arg, "--brisk_daemon_dir=", 19) == 0) {
-            settings.daemonDir = arg + 19;
+        } else if (strncmp(arg, "--brisk_briskd=", 15) == 0) {
+            settings.briskd = arg + 15;
         } else {
             argv[out++] = argv[i];
         }

@@ -10,9 +10,8 @@ struct BenchSettings {
     bool quick = false;
     // --brisk_keep_stderr: leave standard error alone (log lines then reach it).
     bool keepStderr = false;
-    // --brisk_daemon_dir=DIR: where briskd and briskctl were built (the daemon case
-    // is skipped without them).
-    std::string daemonDir;
+    // --brisk_briskd=PATH: the briskd to measure (default: the one of this build).
+    std::string briskd;
 };
 
 BenchSettings& benchSettings();

@@ -19,8 +19,7 @@ cmake --build "${dir}" -j "${jobs}"
 load_before=$(cut -d' ' -f1-3 /proc/loadavg)
 echo "== running the benchmarks (a few minutes; load average ${load_before}) =="
 "${dir}/bench/brisk_bench" \
-    --benchmark_out="${dir}/bench.json" --benchmark_out_format=json \
-    --brisk_daemon_dir="${dir}/tools" "$@" >"${dir}/bench.log"
+    --benchmark_out="${dir}/bench.json" --benchmark_out_format=json "$@" >"${dir}/bench.log"
 load_after=$(cut -d' ' -f1-3 /proc/loadavg)
 
 {
