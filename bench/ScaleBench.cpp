@@ -78,13 +78,17 @@ void load(benchmark::State& state) {
     Scale& s = scale(commands);
     int failed = 0;
     for (auto _ : state) {
+        state.PauseTiming();
         CfgFileResolver::setFile(s.file->path());
         auto* server = new BriskServer();
+        state.ResumeTiming();
         int64_t start = monotonicNs();
         failed |= server->init();
         state.SetIterationTime(static_cast<double>(monotonicNs() - start) / 1e9);
+        state.PauseTiming();
         delete server;
         CfgFileResolver::reset();
+        state.ResumeTiming();
     }
     if (failed != 0) {
         state.SkipWithError("init failed");
