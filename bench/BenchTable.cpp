@@ -257,8 +257,8 @@ private:
         printf("### Scale\n\n");
         printf(
             "| commands | file | load through init | CPU | target | heap added | RSS added | "
-            "plain event | × floor |\n");
-        printf("|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n");
+            "RSS after trim | plain event | × floor |\n");
+        printf("|---:|---:|---:|---:|---:|---:|---:|---:|---:|---:|\n");
         for (const char* size : {"100", "1000", "10000"}) {
             const Result* memory = find("scale_memory", "commands", size);
             const Result* load = find("scale_load", "commands", size);
@@ -275,12 +275,14 @@ private:
                              judge(loadNs, load != nullptr ? load->cpuNs : NAN, targetNs);
             }
             double eventNs = event != nullptr ? event->timeNs : NAN;
-            printf("| %s | %s kB | %s | %s | %s | %s kB | %s kB | %s | %s |\n", size,
+            printf("| %s | %s kB | %s | %s | %s | %s kB | %s kB | %s kB | %s | %s |\n", size,
                    formatNumber(memory ? memory->counter("file_kB") : NAN, "%.0f").c_str(),
                    formatTime(loadNs).c_str(), formatTime(load ? load->cpuNs : NAN).c_str(),
                    targetText.c_str(),
                    formatNumber(memory ? memory->counter("heap_added_kB") : NAN, "%.0f").c_str(),
                    formatNumber(memory ? memory->counter("rss_added_kB") : NAN, "%.0f").c_str(),
+                   formatNumber(memory ? memory->counter("rss_added_after_trim_kB") : NAN, "%.0f")
+                       .c_str(),
                    formatTime(eventNs).c_str(),
                    formatNumber(eventNs / floorNs("mutex"), "%.0f").c_str());
         }

@@ -66,6 +66,9 @@ void memory(benchmark::State& state) {
     };
     state.counters["heap_added_kB"] = addedKb(heapInUseBytes(), heapBefore);
     state.counters["rss_added_kB"] = addedKb(residentBytes(), rssBefore);
+    // What stays resident once the allocator gives back what parsing used.
+    malloc_trim(0);
+    state.counters["rss_added_after_trim_kB"] = addedKb(residentBytes(), rssBefore);
     state.counters["file_kB"] = static_cast<double>(s.file->bytes()) / 1024.0;
     state.SetLabel("kind=scale_memory;title=memory a loaded configuration adds" +
                    sizeLabel(commands));
