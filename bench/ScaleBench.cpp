@@ -11,6 +11,7 @@
 #include "BenchLog.h"
 #include "BenchServer.h"
 #include "BenchSettings.h"
+#include "ProcessMemory.h"
 #include "Registry.h"
 #include "ThreadClock.h"
 #include "platform/CfgFileResolver.h"

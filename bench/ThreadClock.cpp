@@ -1,7 +1,6 @@
 #include "ThreadClock.h"
 
 #include <dirent.h>
-#include <malloc.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -56,17 +55,4 @@ int64_t monotonicNs() {
     timespec ts{};
     clock_gettime(CLOCK_MONOTONIC, &ts);
     return static_cast<int64_t>(ts.tv_sec) * 1000000000LL + ts.tv_nsec;
-}
-
-size_t heapInUseBytes() {
-    struct mallinfo2 info = mallinfo2();
-    return info.uordblks + info.hblkhd;
-}
-
-size_t residentBytes() {
-    std::ifstream statm("/proc/self/statm");
-    size_t size = 0;
-    size_t resident = 0;
-    statm >> size >> resident;
-    return resident * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }

@@ -18,8 +18,3 @@ int64_t threadCpuNs(pid_t tid);
 
 // CLOCK_MONOTONIC in ns.
 int64_t monotonicNs();
-
-// Bytes the allocator has handed out and not taken back (mallinfo2).
-size_t heapInUseBytes();
-// Resident set size of the process in bytes (/proc/self/statm).
-size_t residentBytes();
