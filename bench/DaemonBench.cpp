@@ -4,6 +4,7 @@
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -142,6 +143,8 @@ public:
         }
         mPid = fork();
         if (mPid == 0) {
+            // Gone with the benchmark, however it ends.
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
             // Standard error is already /dev/null; the daemon's log goes there.
             execl(binary.c_str(), binary.c_str(), "--config", mConfig->path().c_str(), "--socket",
                   mSocket.c_str(), "--backend", "sim", static_cast<char*>(nullptr));
