@@ -96,7 +96,8 @@ void BriskLoadXml::iterRawXmlDatas(RawXmlData* header, tinyxml2::XMLElement* com
     RawXmlData* tail = header;
     int steps = 0;
     for (tinyxml2::XMLElement* step = command->FirstChildElement();
-         step != nullptr && steps < kMaxStepsPerCommand; step = step->NextSiblingElement(), ++steps) {
+         step != nullptr && steps < kMaxStepsPerCommand;
+         step = step->NextSiblingElement(), ++steps) {
         RawXmlData* record = new RawXmlData();
         record->cmdId = header->cmdId;
         record->name = header->name;

@@ -7,6 +7,7 @@
 
 #include "platform/BriskPlat.h"
 #include "server/BriskLog.h"
+#include "server/RelaxedAccess.h"
 
 namespace {
 // The tags kept per client, in their fixed order.
@@ -307,7 +308,7 @@ void FreqClientManager::updateConfigMap(int tagLen, const int* tags, const int* 
     }
     for (int i = 0; i < tagLen; ++i) {
         if (mConfigSet.count(tags[i]) != 0) {
-            m[tags[i]] = configs[i];
+            storeRelaxed(m[tags[i]], configs[i]);
         }
     }
 }
@@ -465,6 +466,6 @@ void FreqClientManager::dumpFreqList(android::String8& out) {
 
 void FreqClientManager::printFreqList(std::map<int, int>& configMap, android::String8& out) {
     for (const DumpLabel& entry : kDumpLabels) {
-        out.appendFormat("tag=%s value=%d\n", entry.label, configMap[entry.tag]);
+        out.appendFormat("tag=%s value=%d\n", entry.label, loadRelaxed(configMap[entry.tag]));
     }
 }

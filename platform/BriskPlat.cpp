@@ -15,7 +15,9 @@ BriskPlat::~BriskPlat() {
     mPerf = nullptr;
 }
 
-int BriskPlat::initialize() { return SimDevice::instance().initialize(); }
+int BriskPlat::initialize() {
+    return SimDevice::instance().initialize();
+}
 
 BriskPlat* getPlat() {
     if (SimDevice::instance().takePlatCreationFault()) {

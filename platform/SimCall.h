@@ -6,7 +6,14 @@
 
 // One call that reached the simulated device, as recorded by SimDevice.
 struct SimCall {
-    enum class Op { Initialize, DoAction, SetConfig, GetConfig, DoSchedLevelAction, SetProbeTarget };
+    enum class Op {
+        Initialize,
+        DoAction,
+        SetConfig,
+        GetConfig,
+        DoSchedLevelAction,
+        SetProbeTarget
+    };
 
     Op op = Op::Initialize;
     int result = 0;

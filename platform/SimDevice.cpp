@@ -20,7 +20,9 @@ SimDevice& SimDevice::instance() {
     return device;
 }
 
-SimDevice::SimDevice() { reset(); }
+SimDevice::SimDevice() {
+    reset();
+}
 
 void SimDevice::reset() {
     std::lock_guard<std::mutex> lock(mMutex);

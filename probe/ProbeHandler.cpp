@@ -13,6 +13,10 @@ ProbeHandler::ProbeHandler(BriskPlat* plat, Action* probeAction)
 }
 
 ProbeHandler::~ProbeHandler() {
+    // The worker keeps running after us; it must not read this object again.
+    if (mProbeThread != nullptr) {
+        mProbeThread->detachHandler();
+    }
     mProbeThread.clear();
 }
 

@@ -15,7 +15,11 @@ constexpr nsecs_t kNsPerMs = 1000000;
 }  // namespace
 
 ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action)
-    : android::Thread(true), mHandler(handler), mPlatPtr(plat), mAction(action) {
+    : android::Thread(true),
+      mHandler(handler),
+      mPlatPtr(plat),
+      mAction(action),
+      mHandlerGone(false) {
     pthread_mutex_init(&mLock, nullptr);
     pthread_condattr_t attr;
     pthread_condattr_init(&attr);
@@ -34,8 +38,12 @@ ProbeHandler::ProbeThread::~ProbeThread() {
         delete mAction;
         mAction = nullptr;
     }
+    // The last reference may be dropped on the worker itself while event threads
+    // used the queues last; taking the lock orders the teardown after them.
+    pthread_mutex_lock(&mLock);
     mWaitQueue.clear();
     mBoostedQueue.clear();
+    pthread_mutex_unlock(&mLock);
     pthread_cond_destroy(&mCond);
     pthread_mutex_destroy(&mLock);
 }
@@ -135,9 +143,22 @@ void ProbeHandler::ProbeThread::moveItemToUnboostQueue(unsigned int tid) {
     pthread_cond_signal(&mCond);
 }
 
+void ProbeHandler::ProbeThread::detachHandler() {
+    pthread_mutex_lock(&mLock);
+    mHandlerGone = true;
+    pthread_mutex_unlock(&mLock);
+}
+
 bool ProbeHandler::ProbeThread::threadLoop() {
-    const nsecs_t now = systemTime(SYSTEM_TIME_MONOTONIC);
+    pthread_mutex_lock(&mLock);
+    if (mHandlerGone) {
+        pthread_cond_wait(&mCond, &mLock);
+        pthread_mutex_unlock(&mLock);
+        return true;
+    }
     const int32_t delayMs = mHandler.mBoostDelayMs;
+    pthread_mutex_unlock(&mLock);
+    const nsecs_t now = systemTime(SYSTEM_TIME_MONOTONIC);
     const nsecs_t delayNs = static_cast<nsecs_t>(delayMs) * kNsPerMs;
     nsecs_t sleepMs = 0;
 

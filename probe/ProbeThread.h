@@ -54,6 +54,11 @@ public:
     void handleBoostItem(unsigned int tid);
     void handleUnboostItem(unsigned int tid);
 
+    // Called by the handler as it goes away. The worker is not stopped, but from
+    // then on it neither reads the handler nor touches the queues or the platform:
+    // it stays asleep on mCond for the rest of the process.
+    void detachHandler();
+
     static constexpr nsecs_t kBoostHoldNs = 256000000;
     static constexpr int kProbeStart = 0;
     static constexpr int kProbeStop = -1;
@@ -68,6 +73,7 @@ public:
     ItemQueue mBoostedQueue;
     BriskPlat* mPlatPtr;  // not owned
     Action* mAction;      // owned
+    bool mHandlerGone;    // guarded by mLock; set once by detachHandler
 
 protected:
     // Starts the thread when the handler takes the first strong reference.

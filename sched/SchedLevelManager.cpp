@@ -3,6 +3,7 @@
 #include <new>
 
 #include "server/BriskLog.h"
+#include "server/RelaxedAccess.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ void restoreValues(std::map<int, int>& m, const std::map<int, int>& saved) {
     for (const auto& entry : saved) {
         auto it = m.find(entry.first);
         if (it != m.end()) {
-            it->second = entry.second;
+            storeRelaxed(it->second, entry.second);
         }
     }
 }
@@ -105,7 +106,7 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
                        SCHED_MAX_GROUP_NUM);
             return -1;
         }
-        mIsHmp = true;
+        storeRelaxed(mIsHmp, true);
     } else if (tagLen == SCHED_MAX_GROUP_NUM) {
         for (int i = 0; i < tagLen; ++i) {
             int tag = pairs[2 * i];
@@ -117,7 +118,7 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
                 return -1;
             }
         }
-        mIsHmp = false;
+        storeRelaxed(mIsHmp, false);
     } else {
         BRISK_LOGE("init default group failed! tagLen must be (eas:%d, hmp:1)",
                    SCHED_MAX_GROUP_NUM);
@@ -129,11 +130,11 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
     for (int i = 0; i < tagLen; ++i) {
         int tag = pairs[2 * i];
         int level = pairs[2 * i + 1];
-        mDefaultMap[tag] = level;
-        mCurrentMap[tag] = level;
-        mDuskMap[tag] = level;
-        mFernMap[tag] = level;
-        mMossMap[tag] = level;
+        storeRelaxed(mDefaultMap[tag], level);
+        storeRelaxed(mCurrentMap[tag], level);
+        storeRelaxed(mDuskMap[tag], level);
+        storeRelaxed(mFernMap[tag], level);
+        storeRelaxed(mMossMap[tag], level);
         tagsOut[i] = tag;
         levelsOut[i] = level;
     }
@@ -227,7 +228,7 @@ bool SchedLevelManager::checkIfMossLevelChanged() {
     for (int tag = BRISK_TAG_GROUP_FIRST; tag <= BRISK_TAG_GROUP_LAST; ++tag) {
         int eventLevel = mMossEventMap[tag];
         if (mMossMap[tag] != eventLevel) {
-            mMossMap[tag] = eventLevel;
+            storeRelaxed(mMossMap[tag], eventLevel);
             changed = true;
         }
     }
@@ -266,7 +267,7 @@ void SchedLevelManager::updateCurrentMapLocked(int* count, int* tags, int* level
         if (v >= defaultLevel) {
             v = mMossMap[tag];
         }
-        mCurrentMap[tag] = v;
+        storeRelaxed(mCurrentMap[tag], v);
         tags[written] = tag;
         levels[written] = v;
         ++written;
@@ -300,7 +301,7 @@ void SchedLevelManager::updateSchedLevelByOneStep(std::map<int, int>& m, int ste
             j = mSchedLevelNum - 1;
         }
         int defaultLevel = mDefaultMap[tag];
-        m[tag] = mSchedLevels[j] < defaultLevel ? mSchedLevels[j] : defaultLevel;
+        storeRelaxed(m[tag], mSchedLevels[j] < defaultLevel ? mSchedLevels[j] : defaultLevel);
     }
 }
 
@@ -400,7 +401,7 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
                 pthread_mutex_unlock(&mMutex);
                 return -1;
             }
-            (*clientMap)[BRISK_TAG_GROUP_HMP + group] = level;
+            storeRelaxed((*clientMap)[BRISK_TAG_GROUP_HMP + group], level);
         }
     }
 
@@ -442,12 +443,13 @@ void SchedLevelManager::dumpEasGroupList(android::String8& out) {
 }
 
 int SchedLevelManager::printEasGroupList(std::map<int, int>& m, android::String8& out) {
-    if (mIsHmp) {
-        return out.appendFormat("group=%s value=%d\n", kHmpLabel, m[BRISK_TAG_GROUP_HMP]);
+    if (loadRelaxed(mIsHmp)) {
+        return out.appendFormat("group=%s value=%d\n", kHmpLabel,
+                                loadRelaxed(m[BRISK_TAG_GROUP_HMP]));
     }
     int result = 0;
     for (const GroupLabel& group : kEasPrintOrder) {
-        result = out.appendFormat("group=%s value=%d\n", group.label, m[group.tag]);
+        result = out.appendFormat("group=%s value=%d\n", group.label, loadRelaxed(m[group.tag]));
     }
     return result;
 }

@@ -28,7 +28,9 @@ constexpr int kSceneEnd = -1;
 constexpr int kMaxOnOffPairs = 43;
 constexpr size_t kMaxDumpArgLen = 512;
 
-bool inRange(int value, int first, int last) { return value >= first && value <= last; }
+bool inRange(int value, int first, int last) {
+    return value >= first && value <= last;
+}
 }  // namespace
 
 BriskServer::BriskServer()
@@ -561,7 +563,9 @@ int BriskServer::briskGetConfig(int tagLen, const int* tags, int* configs) {
     return kResultOk;
 }
 
-int BriskServer::briskGetVersion() { return 1; }
+int BriskServer::briskGetVersion() {
+    return 1;
+}
 
 // ---- dump ----
 

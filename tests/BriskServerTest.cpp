@@ -53,7 +53,8 @@ TEST_F(BriskServerTest, EveryEntryPointAnswersOneUntilInitHasRun) {
     EXPECT_EQ(server.briskSetConfig(1, 1, tags, values), 1);
     EXPECT_EQ(server.briskGetConfig(1, tags, values), 1);
     EXPECT_EQ(server.briskGetVersion(), 1);
-    EXPECT_EQ(server.mPriorityMap, (std::map<int, int>{{4118, 100}, {4119, 200}, {4120, 20}, {4121, 70}}))
+    EXPECT_EQ(server.mPriorityMap,
+              (std::map<int, int>{{4118, 100}, {4119, 200}, {4120, 20}, {4121, 70}}))
         << "the constructor loads the four built-in priorities";
     EXPECT_TRUE(recordLines().empty());
 }
@@ -88,8 +89,8 @@ TEST_F(BriskServerTest, EachInitFailureCleansUpAndReportsItsStep) {
          "createParser failed!"},
         {"no configuration file", [] { CfgFileResolver::setFile("/nonexistent.xml"); }, -1,
          "createParser failed!"},
-        {"platform initialize fails",
-         [] { SimDevice::instance().failNext(Op::Initialize, 7); }, 7, "initialize failed!"},
+        {"platform initialize fails", [] { SimDevice::instance().failNext(Op::Initialize, 7); }, 7,
+         "initialize failed!"},
     };
     for (const Case& c : cases) {
         TempConfig fresh = TempConfig::withCommands(fullTestConfig());
@@ -108,8 +109,8 @@ TEST_F(BriskServerTest, EachInitFailureCleansUpAndReportsItsStep) {
 
 TEST_F(BriskServerTest, MissingDefaultsFailInitButMissingProbeLeavesAHalfReadyService) {
     {
-        TempConfig noDefaults = TempConfig::withCommands(
-            R"(<c id="4116"><s><duration>5</duration></s></c>)");
+        TempConfig noDefaults =
+            TempConfig::withCommands(R"(<c id="4116"><s><duration>5</duration></s></c>)");
         InspectableServer server;
         EXPECT_EQ(server.init(), 2) << "command 5376 cannot be parsed";
         EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "briskEvent doParse failed! cmdId=5376, errno=1"));
@@ -206,8 +207,7 @@ TEST_F(BriskServerTest, OnOffEventRefusesBadPayloadsAndValues) {
     EXPECT_TRUE(recordLines().empty());
 
     SimDevice::instance().failNext(Op::SetConfig, 4);
-    EXPECT_EQ(event(*server, 12300, {0}), 4)
-        << "the frequency result is or-ed with the platform's";
+    EXPECT_EQ(event(*server, 12300, {0}), 4) << "the frequency result is or-ed with the platform's";
     EXPECT_EQ(event(*server, 12304, {0}), 0) << "a floor alone needs no platform item";
     EXPECT_EQ(recordLines(Op::DoAction).size(), 1u);
 }
@@ -217,8 +217,8 @@ TEST_F(BriskServerTest, OnOffStepWithMoreThan43FrequencyPairsIsRefused) {
     for (int i = 0; i < 44; ++i) {
         pairs += "<tag_" + std::to_string(200 + i) + ">1</tag_" + std::to_string(200 + i) + ">";
     }
-    TempConfig wide = TempConfig::withCommands(fullTestConfig() + "<c id=\"12400\"><s>" + pairs +
-                                               "</s></c>");
+    TempConfig wide =
+        TempConfig::withCommands(fullTestConfig() + "<c id=\"12400\"><s>" + pairs + "</s></c>");
     auto server = startServer();
     EXPECT_EQ(event(*server, 12400, {0}), -1);
     EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid parameters, cmdId is 12400"));
@@ -279,8 +279,8 @@ TEST_F(BriskServerTest, ScenesWithoutAUsablePriorityOrPayloadAreRefused) {
     auto server = startServer();
     for (int cmdId : {4122, 4124, 4352}) {
         EXPECT_EQ(event(*server, cmdId, {0}), -1) << cmdId;
-        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid special scene priority, cmdId is " +
-                                                   std::to_string(cmdId)));
+        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
+                            "invalid special scene priority, cmdId is " + std::to_string(cmdId)));
     }
     EXPECT_EQ(server->mPriorityMap.count(4122), 1u) << "a look-up inserts the id with 0";
     EXPECT_EQ(event(*server, 4118, {5}), -1);
@@ -295,8 +295,8 @@ TEST_F(BriskServerTest, ClientRestartDropsEveryScene) {
     event(*server, 4123, {0});
     SimDevice::instance().clearRecord();
     EXPECT_EQ(event(*server, 20224, {}), 0);
-    EXPECT_TRUE(log.has(ANDROID_LOG_INFO,
-                        "client may rebooted, clean special scene set, cmdId is 20224"));
+    EXPECT_TRUE(
+        log.has(ANDROID_LOG_INFO, "client may rebooted, clean special scene set, cmdId is 20224"));
     EXPECT_EQ(server->mCurSceneCmdId, 0);
     EXPECT_TRUE(server->mSceneSet.empty());
     EXPECT_EQ(recordLines(),
@@ -308,7 +308,8 @@ TEST_F(BriskServerTest, ClientRequestsGoToTheManagerTheirTagsName) {
     int freqTags[2] = {5, 41};
     int freqValues[2] = {1800000, 3};
     EXPECT_EQ(server->briskSetConfig(1, 2, freqTags, freqValues), 0);
-    EXPECT_TRUE(log.has(ANDROID_LOG_INFO, "setConfig clientId=1, tagLen=2, tags[1]=41, configs[1]=3"))
+    EXPECT_TRUE(
+        log.has(ANDROID_LOG_INFO, "setConfig clientId=1, tagLen=2, tags[1]=41, configs[1]=3"))
         << "client pairs are logged whatever the verbose switch says";
 
     int schedTags[2] = {42, 5};
@@ -321,9 +322,10 @@ TEST_F(BriskServerTest, ClientRequestsGoToTheManagerTheirTagsName) {
     int stepTag[1] = {40};
     int stepDown[1] = {1};
     EXPECT_EQ(server->briskSetConfig(2, 1, stepTag, stepDown), 0);
-    EXPECT_EQ(recordLines(),
-              (Lines{"setConfig 5:1800000 41:3",
-                     "doSchedLevelAction 51:-10 52:-10 53:-10 54:-10 55:-10 56:-10 57:-10 58:-10"}));
+    EXPECT_EQ(
+        recordLines(),
+        (Lines{"setConfig 5:1800000 41:3",
+               "doSchedLevelAction 51:-10 52:-10 53:-10 54:-10 55:-10 56:-10 57:-10 58:-10"}));
 
     log.clear();
     int reportTag[1] = {10000};
@@ -386,8 +388,8 @@ TEST_F(BriskServerTest, DumpAnswersItsFiveOptionsByteForByte) {
     EXPECT_EQ(eas.substr(0, 28), "default eas group value is:\n");
     EXPECT_EQ(std::count(eas.begin(), eas.end(), '\n'), 46);
 
-    for (const std::string& bad : {std::string("--HELP"), std::string("--help "),
-                                   std::string(""), std::string(512, 'x')}) {
+    for (const std::string& bad :
+         {std::string("--HELP"), std::string("--help "), std::string(""), std::string(512, 'x')}) {
         EXPECT_EQ(dumpText(*server, {bad}), "invalid parameter!\n\n") << "[" << bad << "]";
     }
 }
@@ -413,6 +415,13 @@ TEST_F(BriskServerTest, ProbeEventsReachTheHandler) {
     EXPECT_EQ(server->briskEvent(4116, "pid=1|tid=0", 2, start), 2);
     int stop[1] = {-1};
     EXPECT_EQ(server->briskEvent(4116, "pid=1|tid=0", 1, stop), 0);
+}
+
+TEST_F(BriskServerTest, ServerCanBeDeletedRightAfterInitWhileItsProbeThreadStarts) {
+    for (int i = 0; i < 20; ++i) {
+        auto server = std::make_unique<InspectableServer>();
+        ASSERT_EQ(server->init(), 0);
+    }  // the probe threads live on and must never read a deleted handler
 }
 
 TEST_F(BriskServerTest, DeleteActionPtrFreesAWholeChain) {

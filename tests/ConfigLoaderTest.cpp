@@ -55,14 +55,27 @@ TEST_F(ConfigLoaderTest, StepsBecomeActionsWithTheirPairsInDocumentOrder) {
 }
 
 TEST_F(ConfigLoaderTest, EveryNamedTagOfTheLanguageMapsToItsNumber) {
-    const std::pair<const char*, int> names[] = {
-        {"little_cpu_min", 1}, {"little_cpu_max", 2}, {"big_cpu_min", 4},
-        {"big_cpu_max", 5},    {"gpu_min", 7},        {"gpu_max", 8},
-        {"ipa_on_temp", 17},   {"ipa_control_temp", 18}, {"ipa_sustainable_power", 19},
-        {"fork_on_big_cluster", 20}, {"priority", 101}, {"hmp", 50},
-        {"boost", 51},         {"vip", 52},           {"top_app", 53},
-        {"root", 54},          {"foreground", 55},    {"system_background", 56},
-        {"key_background", 57}, {"background", 58},   {"tag_12345", 12345}};
+    const std::pair<const char*, int> names[] = {{"little_cpu_min", 1},
+                                                 {"little_cpu_max", 2},
+                                                 {"big_cpu_min", 4},
+                                                 {"big_cpu_max", 5},
+                                                 {"gpu_min", 7},
+                                                 {"gpu_max", 8},
+                                                 {"ipa_on_temp", 17},
+                                                 {"ipa_control_temp", 18},
+                                                 {"ipa_sustainable_power", 19},
+                                                 {"fork_on_big_cluster", 20},
+                                                 {"priority", 101},
+                                                 {"hmp", 50},
+                                                 {"boost", 51},
+                                                 {"vip", 52},
+                                                 {"top_app", 53},
+                                                 {"root", 54},
+                                                 {"foreground", 55},
+                                                 {"system_background", 56},
+                                                 {"key_background", 57},
+                                                 {"background", 58},
+                                                 {"tag_12345", 12345}};
     std::string step;
     std::vector<int> expected;
     for (const auto& entry : names) {
@@ -122,8 +135,8 @@ TEST_F(ConfigLoaderTest, IdsAreCheckedAndTheFirstDefinitionWins) {
     Action five;
     ASSERT_EQ(parser->doParse(5, &five), 0);
     EXPECT_EQ(five.name, "first");
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR,
-                        "multi-cmdId exist! we choose the first one, cmdId=5"), 1);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "multi-cmdId exist! we choose the first one, cmdId=5"),
+              1);
 
     Action six;
     six.duration = 77;
@@ -162,8 +175,8 @@ TEST_F(ConfigLoaderTest, BrokenFilesFailWithTheirCodes) {
         BriskLoadXml::freeRawXmlMap(raw);
         log.clear();
         EXPECT_EQ(loader->loadXmlMap(), nullptr);
-        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "get brisk_config_cust.xml failed!,ret:" +
-                                                   std::to_string(c.code)));
+        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
+                            "get brisk_config_cust.xml failed!,ret:" + std::to_string(c.code)));
     }
 }
 
@@ -172,13 +185,15 @@ TEST_F(ConfigLoaderTest, DeeplyNestedAndMissingFilesDoNotCrash) {
     for (int i = 0; i < 5000; ++i) {
         deep += "<a>";
     }
-    TempConfig cfg = TempConfig::withContent("<policy><c id=\"1\"><s>" + deep + "</s></c></policy>");
+    TempConfig cfg =
+        TempConfig::withContent("<policy><c id=\"1\"><s>" + deep + "</s></c></policy>");
     std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
     EXPECT_EQ(loader->loadXmlMap(), nullptr);
 
     CfgFileResolver::setFile("/nonexistent/brisk.xml");
     EXPECT_EQ(loader->loadXmlMap(), nullptr);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "brisk_config_cust.xml is not exit or file is invalid!"));
+    EXPECT_TRUE(
+        log.has(ANDROID_LOG_ERROR, "brisk_config_cust.xml is not exit or file is invalid!"));
 }
 
 TEST_F(ConfigLoaderTest, CreateParserInstallsTheParserOrReportsWhy) {

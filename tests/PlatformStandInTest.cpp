@@ -53,11 +53,12 @@ TEST_F(PlatformStandInTest, BackEndRecordsEveryCallInOrder) {
     for (const SimCall& call : SimDevice::instance().record()) {
         lines.push_back(call.toString());
     }
-    EXPECT_EQ(lines, (std::vector<std::string>{
-                         "initialize", "doAction cmd=12 duration=3 len=2 payload=0,-1 pairs=2:5 name=x",
-                         "doAction cmd=12 duration=3 len=0 payload=null pairs=2:5 name=x",
-                         "setConfig 2:100 99:7", "getConfig 2 99", "doSchedLevelAction 2:100",
-                         "setProbeTarget 44 -1"}));
+    EXPECT_EQ(lines,
+              (std::vector<std::string>{
+                  "initialize", "doAction cmd=12 duration=3 len=2 payload=0,-1 pairs=2:5 name=x",
+                  "doAction cmd=12 duration=3 len=0 payload=null pairs=2:5 name=x",
+                  "setConfig 2:100 99:7", "getConfig 2 99", "doSchedLevelAction 2:100",
+                  "setProbeTarget 44 -1"}));
     EXPECT_EQ(std::vector<int>(out, out + 2), (std::vector<int>{100, 7}))
         << "what setConfig wrote is read back";
 }
@@ -141,9 +142,8 @@ TEST_F(PlatformStandInTest, ConfigLookupSearchesRootsInOrderWithinTheBuffer) {
 
 TEST_F(PlatformStandInTest, JankRecordsAreFormattedAndWrittenWhole) {
     std::vector<std::tuple<int, int, std::string>> records;
-    JankLogSink::setCallback([&](int level, int id, const std::string& text) {
-        records.emplace_back(level, id, text);
-    });
+    JankLogSink::setCallback(
+        [&](int level, int id, const std::string& text) { records.emplace_back(level, id, text); });
     __zqlog_jank_print(3, 361, "%s", "#ARG1:<x>");
     ASSERT_EQ(records.size(), 1u);
     EXPECT_EQ(records[0], std::make_tuple(3, 361, std::string("#ARG1:<x>")));
@@ -157,7 +157,8 @@ TEST_F(PlatformStandInTest, JankRecordsAreFormattedAndWrittenWhole) {
     for (int t = 0; t < 4; ++t) {
         writers.emplace_back([t] {
             for (int i = 0; i < 200; ++i) {
-                __zqlog_jank_print(3, 361, "%s", std::string(300, static_cast<char>('a' + t)).c_str());
+                __zqlog_jank_print(3, 361, "%s",
+                                   std::string(300, static_cast<char>('a' + t)).c_str());
             }
         });
     }

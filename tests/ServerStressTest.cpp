@@ -34,8 +34,8 @@ void hostThread(InspectableServer& server, int client, int finalLimit, int round
     const int begin[1] = {0};
     const int end[1] = {-1};
     const int scenes[3] = {4118, 4123, 4230};
-    const std::string probeMsg = "pid=" + std::to_string(client) +
-                                 "|tid=" + std::to_string(1000 + client);
+    const std::string probeMsg =
+        "pid=" + std::to_string(client) + "|tid=" + std::to_string(1000 + client);
     for (int i = 0; i < rounds; ++i) {
         int scene = scenes[(i + client) % 3];
         server.briskEvent(scene, "", 1, begin);

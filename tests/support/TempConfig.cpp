@@ -12,7 +12,9 @@ TempConfig TempConfig::withCommands(const std::string& commands) {
     return TempConfig("<?xml version=\"1.0\"?>\n<policy>\n" + commands + "\n</policy>\n");
 }
 
-TempConfig TempConfig::withContent(const std::string& content) { return TempConfig(content); }
+TempConfig TempConfig::withContent(const std::string& content) {
+    return TempConfig(content);
+}
 
 TempConfig::TempConfig(const std::string& content) {
     char pattern[] = "/tmp/brisk-test-XXXXXX";
