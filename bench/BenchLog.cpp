@@ -4,11 +4,22 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 
 namespace {
 int gMessageFd = STDERR_FILENO;
+std::atomic<long> gLoggedLines{0};
+
+void countingLogger(const struct __android_logger_data* data, const char* message) {
+    gLoggedLines.fetch_add(1, std::memory_order_relaxed);
+    __android_log_stderr_logger(data, message);
+}
+}  // namespace
+
+long loggedLines() {
+    return gLoggedLines.load(std::memory_order_relaxed);
 }
 
 const char* logModeName(LogMode mode) {
@@ -16,7 +27,7 @@ const char* logModeName(LogMode mode) {
 }
 
 void applyLogMode(LogMode mode) {
-    __android_log_set_logger(__android_log_stderr_logger);
+    __android_log_set_logger(countingLogger);
     __android_log_set_minimum_priority(mode == LogMode::Filtered ? ANDROID_LOG_ERROR
                                                                  : ANDROID_LOG_DEFAULT);
 }

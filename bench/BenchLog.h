@@ -13,6 +13,11 @@ enum class LogMode {
 const char* logModeName(LogMode mode);
 void applyLogMode(LogMode mode);
 
+// Lines that reached liblog's logger so far (the logger counts, then hands each
+// line to liblog's standard-error logger). Lines dropped below the minimum
+// priority never reach it.
+long loggedLines();
+
 // Points standard error at /dev/null, keeping the original for benchMessage.
 void silenceStderr();
 // A line for whoever runs the benchmarks (the original standard error).

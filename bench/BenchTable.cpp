@@ -186,9 +186,9 @@ private:
         }
         printf("### Entry points\n\n");
         printf(
-            "| case | log filtered | CPU | × floor | device calls | default logger | log share | "
-            "target | |\n");
-        printf("|---|---:|---:|---:|---:|---:|---:|---:|---|\n");
+            "| case | log filtered | CPU | × floor | device calls | default logger | log lines | "
+            "log share | target | |\n");
+        printf("|---|---:|---:|---:|---:|---:|---:|---:|---:|---|\n");
         std::vector<std::string> order;
         std::map<std::string, const Result*> filtered;
         std::map<std::string, const Result*> standard;
@@ -215,17 +215,20 @@ private:
             std::string floor = any->field("floor");
             double ratio = fNs / floorNs(floor);
             double share = (dNs - fNs) / dNs * 100.0;
+            // Without a line logged the difference is noise.
+            double logLines = d != nullptr ? d->counter("log_lines") : NAN;
             std::string target = any->field("target_ns");
             std::string verdict;
             if (!target.empty() && !std::isnan(fNs)) {
                 verdict = judge(fNs, f != nullptr ? f->cpuNs : NAN, std::stod(target));
             }
-            printf("| %s | %s | %s | %s %s | %s | %s | %s | %s | %s |\n",
+            printf("| %s | %s | %s | %s %s | %s | %s | %s | %s | %s | %s |\n",
                    any->field("title").c_str(), formatTime(fNs).c_str(),
                    formatTime(f != nullptr ? f->cpuNs : NAN).c_str(),
                    formatNumber(ratio, "%.0f").c_str(), floor.c_str(),
                    formatNumber(any->counter("device_calls"), "%.1f").c_str(),
-                   formatTime(dNs).c_str(), formatNumber(share < 0 ? 0 : share, "%.0f %%").c_str(),
+                   formatTime(dNs).c_str(), formatNumber(logLines, "%.1f").c_str(),
+                   logLines < 0.05 ? "–" : formatNumber(share < 0 ? 0 : share, "%.0f %%").c_str(),
                    target.empty() ? "" : formatTime(std::stod(target)).c_str(), verdict.c_str());
         }
         printf("\n");

@@ -81,14 +81,17 @@ void addCase(const std::string& name, const std::string& meta, Case op, Options 
             }
             applyLogMode(mode);
             long before = deviceCalls();
+            long linesBefore = loggedLines();
             runCase(state, *server, op, options.alternates);
             long after = deviceCalls();
+            long lines = loggedLines() - linesBefore;
             applyLogMode(LogMode::Filtered);
             if (options.tearDown) {
                 options.tearDown(*server);
             }
-            state.counters["device_calls"] =
-                static_cast<double>(after - before) / static_cast<double>(state.iterations());
+            const double iterations = static_cast<double>(state.iterations());
+            state.counters["device_calls"] = static_cast<double>(after - before) / iterations;
+            state.counters["log_lines"] = static_cast<double>(lines) / iterations;
             state.SetLabel("kind=entry;" + meta);
         });
         microTiming(b);

@@ -38,7 +38,7 @@ void floorMapLookup(benchmark::State& state) {
         benchmark::DoNotOptimize(it);
         key = key == 59 ? 50 : key + 1;
     }
-    state.SetLabel("kind=floor;id=map_lookup;title=look-up in a ten-entry std::map<int,int>");
+    state.SetLabel("kind=floor;id=map_lookup;title=look-up in a ten-entry `std::map<int,int>`");
 }
 
 void floorAppendFormat(benchmark::State& state) {
@@ -48,7 +48,7 @@ void floorAppendFormat(benchmark::State& state) {
         text.appendFormat("tag=%s value=%d\n", "little cpu max,       ", value++);
         benchmark::DoNotOptimize(text.c_str());
     }
-    state.SetLabel("kind=floor;id=appendformat;title=String8 + one appendFormat");
+    state.SetLabel("kind=floor;id=appendformat;title=`android::String8` + one `appendFormat`");
 }
 
 void floorLogDropped(benchmark::State& state) {
