@@ -119,9 +119,10 @@ int SimDevice::takeFaultLocked(SimCall::Op op) {
     return code;
 }
 
-void SimDevice::finishLocked(SimCall& call) {
+int SimDevice::finishLocked(SimCall& call) {
+    const int result = call.result;
     if (!mRecording && !mListener) {
-        return;
+        return result;
     }
     call.timeNs = monotonicNs();
     if (mListener) {
@@ -130,6 +131,7 @@ void SimDevice::finishLocked(SimCall& call) {
     if (mRecording) {
         mRecord.push_back(std::move(call));
     }
+    return result;
 }
 
 void SimDevice::copyArrays(int len, const int* tags, const int* values, SimCall& call) {
@@ -147,9 +149,7 @@ int SimDevice::initialize() {
     SimCall call;
     call.op = SimCall::Op::Initialize;
     call.result = takeFaultLocked(call.op);
-    int result = call.result;
-    finishLocked(call);
-    return result;
+    return finishLocked(call);
 }
 
 int SimDevice::doAction(const Action* action, unsigned int len, const int* payload) {
@@ -174,71 +174,52 @@ int SimDevice::doAction(const Action* action, unsigned int len, const int* paylo
             call.payload.assign(payload, payload + std::min(len, kMaxRecordedPayload));
         }
     }
-    int result = call.result;
-    finishLocked(call);
-    return result;
+    return finishLocked(call);
+}
+
+bool SimDevice::beginArrayCallLocked(SimCall& call, SimCall::Op op, int len, const int* tags,
+                                     const int* values) {
+    call.op = op;
+    call.result = takeFaultLocked(op);
+    bool usable = len == 0 || (len > 0 && tags != nullptr && values != nullptr);
+    if (!usable && call.result == 0) {
+        call.result = -1;
+    }
+    return usable;
 }
 
 int SimDevice::setConfig(int len, const int* tags, const int* values) {
     std::lock_guard<std::mutex> lock(mMutex);
     SimCall call;
-    call.op = SimCall::Op::SetConfig;
-    call.result = takeFaultLocked(call.op);
-    bool badArgs = len < 0 || (len > 0 && (tags == nullptr || values == nullptr));
-    if (badArgs && call.result == 0) {
-        call.result = -1;
-    }
-    if (!badArgs) {
-        if (call.result == 0) {
-            for (int i = 0; i < len; ++i) {
-                mValues[tags[i]] = values[i];
-            }
+    if (beginArrayCallLocked(call, SimCall::Op::SetConfig, len, tags, values)) {
+        for (int i = 0; call.result == 0 && i < len; ++i) {
+            mValues[tags[i]] = values[i];
         }
         copyArrays(len, tags, values, call);
     }
-    int result = call.result;
-    finishLocked(call);
-    return result;
+    return finishLocked(call);
 }
 
 int SimDevice::getConfig(int len, const int* tags, int* values) {
     std::lock_guard<std::mutex> lock(mMutex);
     SimCall call;
-    call.op = SimCall::Op::GetConfig;
-    call.result = takeFaultLocked(call.op);
-    bool badArgs = len < 0 || (len > 0 && (tags == nullptr || values == nullptr));
-    if (badArgs && call.result == 0) {
-        call.result = -1;
-    }
-    if (!badArgs) {
-        if (call.result == 0) {
-            for (int i = 0; i < len; ++i) {
-                auto it = mValues.find(tags[i]);
-                values[i] = it == mValues.end() ? -1 : it->second;
-            }
+    if (beginArrayCallLocked(call, SimCall::Op::GetConfig, len, tags, values)) {
+        for (int i = 0; call.result == 0 && i < len; ++i) {
+            auto it = mValues.find(tags[i]);
+            values[i] = it == mValues.end() ? -1 : it->second;
         }
         copyArrays(len, tags, call.result == 0 ? values : nullptr, call);
     }
-    int result = call.result;
-    finishLocked(call);
-    return result;
+    return finishLocked(call);
 }
 
 int SimDevice::doSchedLevelAction(int len, const int* tags, const int* levels) {
     std::lock_guard<std::mutex> lock(mMutex);
     SimCall call;
-    call.op = SimCall::Op::DoSchedLevelAction;
-    call.result = takeFaultLocked(call.op);
-    bool badArgs = len < 0 || (len > 0 && (tags == nullptr || levels == nullptr));
-    if (badArgs && call.result == 0) {
-        call.result = -1;
-    }
-    if (!badArgs) {
+    if (beginArrayCallLocked(call, SimCall::Op::DoSchedLevelAction, len, tags, levels)) {
         copyArrays(len, tags, levels, call);
     }
-    int result = call.result;
-    finishLocked(call);
-    return result;
+    return finishLocked(call);
 }
 
 int SimDevice::setProbeTarget(int tid, int mode) {
@@ -248,7 +229,5 @@ int SimDevice::setProbeTarget(int tid, int mode) {
     call.result = takeFaultLocked(call.op);
     call.tid = tid;
     call.mode = mode;
-    int result = call.result;
-    finishLocked(call);
-    return result;
+    return finishLocked(call);
 }

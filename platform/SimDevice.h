@@ -59,7 +59,12 @@ public:
 private:
     SimDevice();
     int takeFaultLocked(SimCall::Op op);
-    void finishLocked(SimCall& call);
+    // Records `call` (and tells the listener); returns its result.
+    int finishLocked(SimCall& call);
+    // Starts a call carrying `len` tags and values; false when the arrays cannot
+    // be read, and the call then fails with -1 unless a fault says otherwise.
+    bool beginArrayCallLocked(SimCall& call, SimCall::Op op, int len, const int* tags,
+                              const int* values);
     static void copyArrays(int len, const int* tags, const int* values, SimCall& call);
 
     mutable std::mutex mMutex;

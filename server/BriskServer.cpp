@@ -408,11 +408,18 @@ int BriskServer::doClientRestart() {
     return doSpecialAction(oldScene, kSceneEnd);
 }
 
-int BriskServer::doSceneBegin(int cmdId) {
+bool BriskServer::lockSceneWithValidPriority(int cmdId) {
     pthread_mutex_lock(&mSceneMutex);
-    if (!isPriorityValid(cmdId)) {
-        BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
-        pthread_mutex_unlock(&mSceneMutex);
+    if (isPriorityValid(cmdId)) {
+        return true;
+    }
+    BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
+    pthread_mutex_unlock(&mSceneMutex);
+    return false;
+}
+
+int BriskServer::doSceneBegin(int cmdId) {
+    if (!lockSceneWithValidPriority(cmdId)) {
         return kResultInvalidParam;
     }
     int newPriority = mPriorityMap[cmdId];
@@ -433,10 +440,7 @@ int BriskServer::doSceneBegin(int cmdId) {
 }
 
 int BriskServer::doSceneEnd(int cmdId) {
-    pthread_mutex_lock(&mSceneMutex);
-    if (!isPriorityValid(cmdId)) {
-        BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
-        pthread_mutex_unlock(&mSceneMutex);
+    if (!lockSceneWithValidPriority(cmdId)) {
         return kResultInvalidParam;
     }
     int nextCmdId = 0;

@@ -97,6 +97,8 @@ private:
     // doParse through the platform's parser; -1 when there is none.
     int parseCommand(int cmdId, Action* out);
     int doPlainEvent(int cmdId, unsigned int len, const int* payload);
+    // Takes mSceneMutex; refuses (unlocked again) a scene without a priority of 1..500.
+    bool lockSceneWithValidPriority(int cmdId);
     int doSceneBegin(int cmdId);
     int doSceneEnd(int cmdId);
     int doClientRestart();
