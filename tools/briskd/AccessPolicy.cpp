@@ -1,0 +1,263 @@
+#include "tools/briskd/AccessPolicy.h"
+
+#include <grp.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace {
+struct RightInfo {
+    AccessPolicy::Right right;
+    const char* name;
+    const char* action;
+};
+
+const RightInfo kRights[AccessPolicy::kRightCount] = {
+    {AccessPolicy::Right::Event, "event", "send events"},
+    {AccessPolicy::Right::Dusk, "dusk", "act as DUSK"},
+    {AccessPolicy::Right::Fern, "fern", "act as FERN"},
+    {AccessPolicy::Right::Moss, "moss", "act as MOSS"},
+    {AccessPolicy::Right::Get, "get", "read values"},
+    {AccessPolicy::Right::Dump, "dump", "read the dump"},
+};
+
+// Longest policy line read; anything longer is an error.
+constexpr size_t kMaxLine = 4096;
+
+bool parseId(const std::string& text, unsigned long* id) {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
+        text.size() > 10) {
+        return false;
+    }
+    errno = 0;
+    unsigned long value = strtoul(text.c_str(), nullptr, 10);
+    // (uid_t) -1 means "no id" to the kernel; it is never a real peer.
+    if (errno != 0 || value >= UINT_MAX) {
+        return false;
+    }
+    *id = value;
+    return true;
+}
+
+bool lookUpUser(const std::string& name, uid_t* uid) {
+    std::vector<char> buffer(16384);
+    passwd entry{};
+    passwd* found = nullptr;
+    if (getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
+        found == nullptr) {
+        return false;
+    }
+    *uid = found->pw_uid;
+    return true;
+}
+
+bool lookUpGroup(const std::string& name, gid_t* gid) {
+    std::vector<char> buffer(65536);
+    group entry{};
+    group* found = nullptr;
+    if (getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
+        found == nullptr) {
+        return false;
+    }
+    *gid = found->gr_gid;
+    return true;
+}
+
+std::vector<std::string> splitSubjects(const std::string& text) {
+    std::vector<std::string> words;
+    std::string word;
+    for (char c : text) {
+        if (c == ',' || c == ' ' || c == '\t') {
+            if (!word.empty()) {
+                words.push_back(word);
+            }
+            word.clear();
+        } else {
+            word += c;
+        }
+    }
+    if (!word.empty()) {
+        words.push_back(word);
+    }
+    return words;
+}
+}  // namespace
+
+bool AccessPolicy::rightFromName(const std::string& name, Right* right) {
+    for (const RightInfo& info : kRights) {
+        if (name == info.name) {
+            *right = info.right;
+            return true;
+        }
+    }
+    return false;
+}
+
+const char* AccessPolicy::rightName(Right right) {
+    return kRights[static_cast<size_t>(right)].name;
+}
+
+const char* AccessPolicy::rightAction(Right right) {
+    return kRights[static_cast<size_t>(right)].action;
+}
+
+AccessPolicy::Right AccessPolicy::rightForClient(int clientId) {
+    switch (clientId) {
+        case 1:
+            return Right::Dusk;
+        case 2:
+            return Right::Fern;
+        case 3:
+            return Right::Moss;
+        default:
+            return Right::Event;
+    }
+}
+
+bool AccessPolicy::addSubject(Grants& grants, const std::string& subject, std::string* error) {
+    if (subject == "any") {
+        grants.anyone = true;
+        return true;
+    }
+    size_t colon = subject.find(':');
+    std::string kind = subject.substr(0, colon);
+    std::string value = colon == std::string::npos ? std::string() : subject.substr(colon + 1);
+    unsigned long id = 0;
+    if (kind == "uid" && parseId(value, &id)) {
+        grants.uids.push_back(static_cast<uid_t>(id));
+        return true;
+    }
+    if (kind == "gid" && parseId(value, &id)) {
+        grants.gids.push_back(static_cast<gid_t>(id));
+        return true;
+    }
+    if (kind == "user" && !value.empty()) {
+        uid_t uid = 0;
+        if (!lookUpUser(value, &uid)) {
+            *error = "no such user: " + value;
+            return false;
+        }
+        grants.uids.push_back(uid);
+        return true;
+    }
+    if (kind == "group" && !value.empty()) {
+        gid_t gid = 0;
+        if (!lookUpGroup(value, &gid)) {
+            *error = "no such group: " + value;
+            return false;
+        }
+        grants.gids.push_back(gid);
+        return true;
+    }
+    *error = "bad subject '" + subject + "' (expected uid:N, gid:N, user:NAME, group:NAME or any)";
+    return false;
+}
+
+bool AccessPolicy::addRule(const std::string& right, const std::string& subjects,
+                           std::string* error) {
+    Right which;
+    if (!rightFromName(right, &which)) {
+        *error = "unknown right '" + right + "' (expected event, dusk, fern, moss, get or dump)";
+        return false;
+    }
+    std::vector<std::string> words = splitSubjects(subjects);
+    if (words.empty()) {
+        *error = "right '" + right + "' names nobody";
+        return false;
+    }
+    // All subjects are checked before any is granted: a bad rule grants nothing.
+    Grants grants = mGrants[static_cast<size_t>(which)];
+    for (const std::string& word : words) {
+        if (!addSubject(grants, word, error)) {
+            return false;
+        }
+    }
+    mGrants[static_cast<size_t>(which)] = grants;
+    return true;
+}
+
+bool AccessPolicy::addOption(const std::string& option, std::string* error) {
+    size_t equals = option.find('=');
+    if (equals == std::string::npos) {
+        *error = "expected RIGHT=SUBJECT[,SUBJECT...], got '" + option + "'";
+        return false;
+    }
+    return addRule(option.substr(0, equals), option.substr(equals + 1), error);
+}
+
+bool AccessPolicy::loadFile(const std::string& path, std::string* error) {
+    std::ifstream in(path);
+    if (!in) {
+        *error = path + ": cannot be read";
+        return false;
+    }
+    std::string line;
+    int number = 0;
+    while (std::getline(in, line)) {
+        ++number;
+        std::string where = path + ":" + std::to_string(number) + ": ";
+        if (line.size() > kMaxLine) {
+            *error = where + "line too long";
+            return false;
+        }
+        size_t hash = line.find('#');
+        if (hash != std::string::npos) {
+            line.erase(hash);
+        }
+        std::istringstream words(line);
+        std::string right;
+        if (!(words >> right)) {
+            continue;
+        }
+        std::string rest;
+        std::getline(words, rest);
+        std::string reason;
+        if (!addRule(right, rest, &reason)) {
+            *error = where + reason;
+            return false;
+        }
+    }
+    return true;
+}
+
+bool AccessPolicy::allows(const PeerCredentials& peer, Right right) const {
+    if (peer.uid == 0 || peer.uid == mOwner) {
+        return true;
+    }
+    const Grants& grants = mGrants[static_cast<size_t>(right)];
+    if (grants.anyone) {
+        return true;
+    }
+    if (std::find(grants.uids.begin(), grants.uids.end(), peer.uid) != grants.uids.end()) {
+        return true;
+    }
+    return std::any_of(grants.gids.begin(), grants.gids.end(),
+                       [&peer](gid_t gid) { return peer.inGroup(gid); });
+}
+
+std::vector<std::string> AccessPolicy::describe() const {
+    std::vector<std::string> lines;
+    for (const RightInfo& info : kRights) {
+        const Grants& grants = mGrants[static_cast<size_t>(info.right)];
+        std::string line = std::string(info.name) + ": root";
+        if (mOwner != 0) {
+            line += ", uid " + std::to_string(mOwner) + " (the daemon's user)";
+        }
+        if (grants.anyone) {
+            line += ", anyone";
+        }
+        for (uid_t uid : grants.uids) {
+            line += ", uid " + std::to_string(uid);
+        }
+        for (gid_t gid : grants.gids) {
+            line += ", gid " + std::to_string(gid);
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}

@@ -1,0 +1,101 @@
+#include "tools/briskd/Connection.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "tools/briskd/DaemonLog.h"
+
+namespace {
+// The reply type for a frame that could not be read as a request at all.
+constexpr uint16_t kNoRequestType = 0;
+}  // namespace
+
+void Connection::serve() {
+    // Once the daemon stops, the request being read or served is finished and
+    // answered, and the connection closes.
+    while (serveOne() && !stopped()) {
+    }
+}
+
+bool Connection::stopped() const {
+    pollfd stop{mStopFd, POLLIN, 0};
+    return mStopFd >= 0 && poll(&stop, 1, 0) > 0;
+}
+
+bool Connection::reply(uint16_t requestType, const Reply& reply) {
+    return mChannel.writeFrame(static_cast<uint16_t>(requestType | Protocol::kReplyFlag),
+                               reply.encodeBody());
+}
+
+bool Connection::serveOne() {
+    FrameHeader header;
+    std::vector<uint8_t> body;
+    std::vector<UniqueFd> fds;
+    FrameChannel::ReadResult result =
+        mChannel.readFrame(&header, &body, &fds, Protocol::kMaxBodySize, mStopFd);
+    switch (result) {
+        case FrameChannel::ReadResult::Frame:
+            break;
+        case FrameChannel::ReadResult::Closed:
+        case FrameChannel::ReadResult::Stopped:
+            return false;
+        case FrameChannel::ReadResult::BadMagic:
+            reply(kNoRequestType, Reply::error(Status::BadRequest, "not a briskd request"));
+            BRISKD_LOGD("closing %s: not a briskd request", mPeer.describe().c_str());
+            return false;
+        case FrameChannel::ReadResult::BadVersion:
+            reply(header.type, Reply::error(Status::UnsupportedVersion,
+                                            "protocol version " + std::to_string(header.version) +
+                                                " not supported; this daemon speaks version " +
+                                                std::to_string(Protocol::kVersion)));
+            return false;
+        case FrameChannel::ReadResult::TooLarge:
+            reply(header.type, Reply::error(Status::TooLarge,
+                                            "request body of " + std::to_string(header.bodySize) +
+                                                " bytes exceeds the limit of " +
+                                                std::to_string(Protocol::kMaxBodySize)));
+            return false;
+        case FrameChannel::ReadResult::Truncated:
+        case FrameChannel::ReadResult::TimedOut:
+        case FrameChannel::ReadResult::Error:
+            BRISKD_LOGD("closing %s: %s", mPeer.describe().c_str(),
+                        FrameChannel::resultName(result));
+            return false;
+    }
+    if (!isKnownRequestType(header.type)) {
+        return reply(header.type,
+                     Reply::error(Status::UnknownRequest,
+                                  "unknown request type " + std::to_string(header.type)));
+    }
+    RequestType type = static_cast<RequestType>(header.type);
+    Request request;
+    std::string error;
+    if (!Request::decodeBody(type, body, &request, &error)) {
+        return reply(header.type, Reply::error(Status::BadRequest, error));
+    }
+    if (type == RequestType::Dump && fds.size() != 1) {
+        return reply(header.type,
+                     Reply::error(Status::BadRequest,
+                                  "dump: pass exactly one output descriptor with the request"));
+    }
+    int dumpFd = type == RequestType::Dump ? fds[0].get() : -1;
+    Reply answer = mHandler.handle(request, mPeer, dumpFd);
+    // The daemon's copies of passed descriptors are closed before the reply goes
+    // out, so that a client reading its pipe to the end sees it end.
+    fds.clear();
+    return reply(header.type, answer);
+}
+
+void Connection::refuseBusy(int socketFd, size_t limit) {
+    Reply busy = Reply::error(
+        Status::Busy, "too many clients (limit " + std::to_string(limit) + "); try again later");
+    FrameHeader header;
+    header.type = Protocol::kReplyFlag;
+    std::vector<uint8_t> body = busy.encodeBody();
+    header.bodySize = static_cast<uint32_t>(body.size());
+    std::vector<uint8_t> frame(Protocol::kHeaderSize);
+    header.encode(frame.data());
+    frame.insert(frame.end(), body.begin(), body.end());
+    // A fresh socket's buffer is empty: the small frame fits, or is dropped.
+    (void)send(socketFd, frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+}

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+
+#include "tools/briskd/AccessPolicy.h"
+#include "tools/briskd/ConnectionPool.h"
+#include "tools/briskd/DaemonOptions.h"
+#include "tools/briskd/ListenSocket.h"
+#include "tools/briskd/PeerCredentials.h"
+#include "tools/briskd/ProbeTracker.h"
+#include "tools/briskd/SimRecorder.h"
+#include "tools/briskd/UniqueFd.h"
+
+class BriskServer;
+class RequestHandler;
+
+// The daemon: hosts one BriskServer, serves clients on the socket until SIGTERM
+// or SIGINT, then shuts down in order: stop accepting, let the requests in
+// flight finish, take back the probe boosts, delete the server, remove the
+// socket.
+class Daemon {
+public:
+    // Exit statuses of run().
+    static constexpr int kExitOk = 0;
+    static constexpr int kExitFailed = 1;
+    static constexpr int kExitUsage = 2;
+
+    explicit Daemon(const DaemonOptions& options);
+    ~Daemon();
+    Daemon(const Daemon&) = delete;
+    Daemon& operator=(const Daemon&) = delete;
+
+    int run();
+
+private:
+    bool setUpProcess();
+    bool setUpPolicy();
+    bool setUpDevice();
+    bool startServer();
+    void serveUntilSignalled();
+    void acceptPending();
+    void noteBusyRefusal(const PeerCredentials& peer);
+    void shutDown();
+
+    DaemonOptions mOptions;
+    AccessPolicy mPolicy;
+    SimRecorder mRecorder;
+    ListenSocket mListen;
+    UniqueFd mSignalFd;
+    UniqueFd mStopFd;  // readable once the daemon stops: idle connections close
+    ProbeTracker mProbes;
+    BriskServer* mServer = nullptr;
+    std::unique_ptr<RequestHandler> mHandler;
+    std::unique_ptr<ConnectionPool> mPool;
+    long mBusyRefusals = 0;
+    std::chrono::steady_clock::time_point mLastBusyLog{};
+};

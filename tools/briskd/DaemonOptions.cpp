@@ -1,0 +1,100 @@
+#include "tools/briskd/DaemonOptions.h"
+
+#include <cstdlib>
+
+#include "tools/briskd/Protocol.h"
+
+namespace {
+bool parseBoundedInt(const std::string& text, int low, int high, int* out) {
+    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
+        text.size() > 9) {
+        return false;
+    }
+    long value = strtol(text.c_str(), nullptr, 10);
+    if (value < low || value > high) {
+        return false;
+    }
+    *out = static_cast<int>(value);
+    return true;
+}
+}  // namespace
+
+const char* DaemonOptions::usage() {
+    return "usage: briskd [OPTION ...]\n"
+           "Runs the Brisk service as a daemon on a Unix socket.\n"
+           "\n"
+           "  --config FILE        configuration file (default: the standard search,\n"
+           "                       /etc/brisk/xml/brisk_config_cust.xml, then the install's)\n"
+           "  --socket PATH        socket to listen on (default /run/brisk/briskd.sock)\n"
+           "  --backend sim        device back-end; 'sim' (the simulated device) for now\n"
+           "  --record FILE        write every call reaching the simulated device to FILE\n"
+           "  --jank-log FILE      append jank-log records to FILE (default: the log)\n"
+           "  --policy FILE        access policy file (repeatable)\n"
+           "  --allow RIGHT=WHO    grant a right: RIGHT is event, dusk, fern, moss, get or\n"
+           "                       dump; WHO is uid:N, gid:N, user:NAME, group:NAME or any,\n"
+           "                       comma-separated (repeatable). Root and the daemon's\n"
+           "                       own user hold every right.\n"
+           "  --max-clients N      connections served at once (default 32, 1..1024)\n"
+           "  --timeout-ms MS      idle and per-request time limit (default 5000)\n"
+           "  --verbose            log debug lines too\n"
+           "  --help               this text\n";
+}
+
+bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string* error) {
+    *out = DaemonOptions();
+    out->socketPath = Protocol::kDefaultSocketPath;
+    for (int i = 1; i < argc; ++i) {
+        std::string option = argv[i];
+        if (option == "--help" || option == "-h") {
+            out->help = true;
+            continue;
+        }
+        if (option == "--verbose") {
+            out->verbose = true;
+            continue;
+        }
+        if (i + 1 >= argc) {
+            *error = option.compare(0, 2, "--") == 0 ? option + " needs a value"
+                                                     : "unexpected argument '" + option + "'";
+            return false;
+        }
+        std::string value = argv[++i];
+        if (option == "--config") {
+            out->config = value;
+        } else if (option == "--socket") {
+            out->socketPath = value;
+        } else if (option == "--backend") {
+            out->backend = value;
+        } else if (option == "--record") {
+            out->recordPath = value;
+        } else if (option == "--jank-log") {
+            out->jankLogPath = value;
+        } else if (option == "--policy") {
+            out->policyFiles.push_back(value);
+        } else if (option == "--allow") {
+            out->allowRules.push_back(value);
+        } else if (option == "--max-clients") {
+            if (!parseBoundedInt(value, 1, 1024, &out->maxClients)) {
+                *error = "--max-clients takes a number from 1 to 1024";
+                return false;
+            }
+        } else if (option == "--timeout-ms") {
+            if (!parseBoundedInt(value, 10, 3600000, &out->timeoutMs)) {
+                *error = "--timeout-ms takes a number of milliseconds from 10 to 3600000";
+                return false;
+            }
+        } else {
+            *error = "unknown option '" + option + "'";
+            return false;
+        }
+    }
+    if (out->backend != "sim") {
+        *error = "unknown back-end '" + out->backend + "' (only 'sim' is available)";
+        return false;
+    }
+    if (out->socketPath.empty()) {
+        *error = "--socket needs a path";
+        return false;
+    }
+    return true;
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+// The daemon's command line.
+struct DaemonOptions {
+    std::string config;  // empty: the service's standard search
+    std::string socketPath;
+    std::string backend = "sim";
+    std::string recordPath;   // empty: no record
+    std::string jankLogPath;  // empty: jank records go to the log
+    std::vector<std::string> policyFiles;
+    std::vector<std::string> allowRules;  // "RIGHT=SUBJECT,..."
+    int maxClients = 32;
+    int timeoutMs = 5000;
+    bool verbose = false;
+    bool help = false;
+
+    // False with `error` set for a command line that cannot be used.
+    static bool parse(int argc, char** argv, DaemonOptions* out, std::string* error);
+    static const char* usage();
+};

@@ -1,0 +1,36 @@
+#include "tools/briskd/FrameHeader.h"
+
+#include <cstring>
+
+#include "tools/briskd/WireReader.h"
+#include "tools/briskd/WireWriter.h"
+
+void FrameHeader::encode(uint8_t out[Protocol::kHeaderSize]) const {
+    WireWriter writer;
+    writer.putBytes(Protocol::kMagic, sizeof(Protocol::kMagic));
+    writer.putU16(version);
+    writer.putU16(type);
+    writer.putU32(bodySize);
+    memcpy(out, writer.bytes().data(), Protocol::kHeaderSize);
+}
+
+FrameHeader FrameHeader::decode(const uint8_t in[Protocol::kHeaderSize], bool* magicOk) {
+    FrameHeader header;
+    *magicOk = memcmp(in, Protocol::kMagic, sizeof(Protocol::kMagic)) == 0;
+    WireReader reader(in + sizeof(Protocol::kMagic),
+                      Protocol::kHeaderSize - sizeof(Protocol::kMagic));
+    reader.getU16(&header.version);
+    reader.getU16(&header.type);
+    reader.getU32(&header.bodySize);
+    return header;
+}
+
+FrameHeader::Check FrameHeader::check(const FrameHeader& header, bool magicOk) {
+    if (!magicOk) {
+        return Check::BadMagic;
+    }
+    if (header.version != Protocol::kVersion) {
+        return Check::BadVersion;
+    }
+    return Check::Ok;
+}

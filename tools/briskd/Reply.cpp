@@ -1,0 +1,35 @@
+#include "tools/briskd/Reply.h"
+
+#include "tools/briskd/WireReader.h"
+#include "tools/briskd/WireWriter.h"
+
+std::vector<uint8_t> Reply::encodeBody() const {
+    WireWriter writer;
+    writer.putI32(static_cast<int32_t>(status));
+    writer.putText(message);
+    writer.putI32(result);
+    writer.putU32(static_cast<uint32_t>(values.size()));
+    for (int32_t value : values) {
+        writer.putI32(value);
+    }
+    return writer.take();
+}
+
+bool Reply::decodeBody(const std::vector<uint8_t>& body, Reply* out) {
+    *out = Reply();
+    WireReader reader(body.data(), body.size());
+    int32_t status = 0;
+    uint32_t count = 0;
+    if (!reader.getI32(&status) || !reader.getText(&out->message, Protocol::kMaxTextSize) ||
+        !reader.getI32(&out->result) || !reader.getCount(&count, 4)) {
+        return false;
+    }
+    out->status = static_cast<Status>(status);
+    out->values.resize(count);
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!reader.getI32(&out->values[i])) {
+            return false;
+        }
+    }
+    return reader.atEnd();
+}

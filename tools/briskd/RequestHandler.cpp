@@ -1,0 +1,83 @@
+#include "tools/briskd/RequestHandler.h"
+
+#include <android/log.h>
+
+#include "server/BriskServer.h"
+#include "tools/briskd/DaemonLog.h"
+#include "tools/briskd/DumpWatchdog.h"
+
+bool RequestHandler::permitted(const PeerCredentials& peer, AccessPolicy::Right right,
+                               Reply* refusal) const {
+    if (mPolicy.allows(peer, right)) {
+        return true;
+    }
+    std::string message = std::string("permission denied: uid ") + std::to_string(peer.uid) +
+                          " may not " + AccessPolicy::rightAction(right);
+    BRISKD_LOGW("refused %s: may not %s", peer.describe().c_str(),
+                AccessPolicy::rightAction(right));
+    *refusal = Reply::error(Status::PermissionDenied, message);
+    return false;
+}
+
+Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer, int dumpFd) {
+    Reply refusal;
+    switch (request.type) {
+        case RequestType::Event:
+            return permitted(peer, AccessPolicy::Right::Event, &refusal) ? event(request) : refusal;
+        case RequestType::SetConfig:
+            return permitted(peer, AccessPolicy::rightForClient(request.clientId), &refusal)
+                       ? setConfig(request)
+                       : refusal;
+        case RequestType::GetConfig:
+            return permitted(peer, AccessPolicy::Right::Get, &refusal) ? getConfig(request)
+                                                                       : refusal;
+        case RequestType::Dump:
+            return permitted(peer, AccessPolicy::Right::Dump, &refusal) ? dump(request, dumpFd)
+                                                                        : refusal;
+        case RequestType::Version:
+            return Reply::ok(mServer.briskGetVersion());
+    }
+    return Reply::error(Status::UnknownRequest, "unknown request");
+}
+
+Reply RequestHandler::event(const Request& request) {
+    if (request.cmdId == BriskServer::kProbeCmdId) {
+        return Reply::ok(mProbes.sendProbeEvent(mServer, request.msg, request.values));
+    }
+    // The payload is null when there are no values, and its length is always
+    // the number of values sent: the service never reads past what arrived.
+    const int* payload = request.values.empty() ? nullptr : request.values.data();
+    return Reply::ok(mServer.briskEvent(request.cmdId, request.msg.c_str(),
+                                        static_cast<unsigned int>(request.values.size()), payload));
+}
+
+Reply RequestHandler::setConfig(const Request& request) {
+    int count = static_cast<int>(request.tags.size());
+    return Reply::ok(mServer.briskSetConfig(request.clientId, count, request.tags.data(),
+                                            request.values.data()));
+}
+
+Reply RequestHandler::getConfig(const Request& request) {
+    Reply reply;
+    reply.values.assign(request.tags.size(), -1);
+    reply.result = mServer.briskGetConfig(static_cast<int>(request.tags.size()),
+                                          request.tags.data(), reply.values.data());
+    return reply;
+}
+
+Reply RequestHandler::dump(const Request& request, int dumpFd) {
+    if (dumpFd < 0) {
+        return Reply::error(Status::BadRequest, "dump: no output descriptor passed with it");
+    }
+    bool blocked = false;
+    {
+        DumpWatchdog watchdog(mDumpTimeoutMs);
+        mServer.dumpBriskServerInfo(dumpFd, request.args);
+        blocked = watchdog.fired();
+    }
+    if (blocked) {
+        return Reply::error(Status::DumpBlocked,
+                            "dump output did not take the text in time; it may be incomplete");
+    }
+    return Reply::ok(0);
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "tools/briskd/AccessPolicy.h"
+#include "tools/briskd/PeerCredentials.h"
+#include "tools/briskd/ProbeTracker.h"
+#include "tools/briskd/Reply.h"
+#include "tools/briskd/Request.h"
+
+class BriskServer;
+
+// Serves one decoded request: checks the peer's right, calls the service's
+// entry point with the request's numbers and texts, and builds the reply. Called
+// from many connection threads at once.
+class RequestHandler {
+public:
+    RequestHandler(BriskServer& server, const AccessPolicy& policy, ProbeTracker& probes,
+                   int dumpTimeoutMs)
+        : mServer(server), mPolicy(policy), mProbes(probes), mDumpTimeoutMs(dumpTimeoutMs) {}
+
+    // `dumpFd` is the descriptor passed with the request, or -1.
+    Reply handle(const Request& request, const PeerCredentials& peer, int dumpFd);
+
+private:
+    bool permitted(const PeerCredentials& peer, AccessPolicy::Right right, Reply* refusal) const;
+    Reply event(const Request& request);
+    Reply setConfig(const Request& request);
+    Reply getConfig(const Request& request);
+    Reply dump(const Request& request, int dumpFd);
+
+    BriskServer& mServer;
+    const AccessPolicy& mPolicy;
+    ProbeTracker& mProbes;
+    int mDumpTimeoutMs;
+};
