@@ -163,9 +163,20 @@ public:
 
     ~Daemon() {
         if (mPid > 0) {
+            // SIGTERM, and SIGKILL if it has not ended within five seconds.
             kill(mPid, SIGTERM);
             int status = 0;
-            waitpid(mPid, &status, 0);
+            bool ended = false;
+            for (int i = 0; i < 500 && !ended; ++i) {
+                ended = waitpid(mPid, &status, WNOHANG) == mPid;
+                if (!ended) {
+                    usleep(10 * 1000);
+                }
+            }
+            if (!ended) {
+                kill(mPid, SIGKILL);
+                waitpid(mPid, &status, 0);
+            }
         }
         unlink(mSocket.c_str());
         if (!mDir.empty()) {
