@@ -67,6 +67,7 @@ int main(int argc, char** argv) {
     registerScaleBenchmarks();
     registerContentionBenchmarks();
     registerProbeThreadBenchmarks();
+    registerIpcFloorBenchmarks();
     registerDaemonBenchmarks();
 
     benchmark::Initialize(&argc, argv);

@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,7 @@
 #include "BenchConfig.h"
 #include "BenchServer.h"
 #include "BenchSettings.h"
+#include "CpuPlacement.h"
 #include "LatencyStats.h"
 #include "Registry.h"
 #include "ThreadClock.h"
@@ -85,6 +87,10 @@ int expectedResult(Call call) {
     return call == Call::Version ? 1 : 0;
 }
 
+const Placement kFree = {-1, -1, "briskd socket"};
+const Placement kSameCpu = {0, 0, "briskd socket, client and daemon on one CPU"};
+const Placement kOtherCpu = {0, 1, "briskd socket, client and daemon on two CPUs"};
+
 std::string briskdPath() {
     const std::string& path = benchSettings().briskd;
     return path.empty() ? BRISK_BRISKD_PATH : path;
@@ -126,10 +132,11 @@ bool roundTrip(FrameChannel& channel, const Request& request, int expected) {
 }
 
 // briskd on the simulated device, on a socket in a temporary folder, over the
-// entry-point configuration; stopped with SIGTERM by the destructor.
+// entry-point configuration, pinned to `cpu` unless it is -1; stopped with SIGTERM
+// by the destructor.
 class Daemon {
 public:
-    Daemon() {
+    explicit Daemon(int cpu) {
         char dirTemplate[] = "/tmp/brisk-bench-daemon-XXXXXX";
         if (mkdtemp(dirTemplate) == nullptr) {
             return;
@@ -145,6 +152,9 @@ public:
         if (mPid == 0) {
             // Gone with the benchmark, however it ends.
             prctl(PR_SET_PDEATHSIG, SIGTERM);
+            if (!pinToCpu(cpu)) {
+                _exit(126);
+            }
             // Standard error is already /dev/null; the daemon's log goes there.
             execl(binary.c_str(), binary.c_str(), "--config", mConfig->path().c_str(), "--socket",
                   mSocket.c_str(), "--backend", "sim", static_cast<char*>(nullptr));
@@ -198,8 +208,12 @@ private:
     bool mReady = false;
 };
 
-Daemon* daemonInstance() {
-    static std::unique_ptr<Daemon> daemon(new Daemon());
+Daemon* daemonInstance(int cpu) {
+    static std::map<int, std::unique_ptr<Daemon>> daemons;
+    std::unique_ptr<Daemon>& daemon = daemons[cpu];
+    if (!daemon) {
+        daemon = std::make_unique<Daemon>(cpu);
+    }
     return daemon->ready() ? daemon.get() : nullptr;
 }
 
@@ -207,7 +221,10 @@ Daemon* daemonInstance() {
 // connection per call when `reconnect`), after a short warm-up; the latencies in
 // ns go to `out` as uint32 values. Exit status 0 when every reply was right.
 [[noreturn]] void clientProcess(const std::string& socketPath, Call call, long calls,
-                                bool reconnect, int goFd, int out) {
+                                bool reconnect, int cpu, int goFd, int out) {
+    if (!pinToCpu(cpu)) {
+        _exit(126);
+    }
     char go;
     // The parent closes its end once every client is forked: all start together.
     while (read(goFd, &go, 1) < 0 && errno == EINTR) {
@@ -258,7 +275,7 @@ Daemon* daemonInstance() {
 
 // Runs `clients` client processes at once; false when any of them failed.
 bool runClients(const std::string& socketPath, Call call, int clients, long calls, bool reconnect,
-                std::vector<uint32_t>* samples, double* seconds) {
+                int cpu, std::vector<uint32_t>* samples, double* seconds) {
     int go[2];
     if (pipe2(go, O_CLOEXEC) != 0) {
         return false;
@@ -274,7 +291,7 @@ bool runClients(const std::string& socketPath, Call call, int clients, long call
         if (pid == 0) {
             close(go[1]);
             close(out[0]);
-            clientProcess(socketPath, call, calls, reconnect, go[0], out[1]);
+            clientProcess(socketPath, call, calls, reconnect, cpu, go[0], out[1]);
         }
         close(out[1]);
         if (pid < 0) {
@@ -324,7 +341,8 @@ void setCounters(benchmark::State& state, std::vector<uint32_t>& samples, double
 std::string label(Call call, const char* path, int clients) {
     std::string text = std::string("kind=daemon;title=") + callTitle(call) + ";path=" + path +
                        ";clients=" + std::to_string(clients);
-    if (std::string(path) == "briskd socket") {
+    if (std::string(path).rfind("briskd socket", 0) == 0 &&
+        std::string(path).find("new connection") == std::string::npos) {
         text += ";target_p50_ns=50000";
     }
     return text;
@@ -374,8 +392,13 @@ void inProcess(benchmark::State& state, Call call) {
     state.SetLabel(label(call, "in-process", 1));
 }
 
-void throughDaemon(benchmark::State& state, Call call, int clients, bool reconnect) {
-    Daemon* daemon = daemonInstance();
+void throughDaemon(benchmark::State& state, Call call, int clients, bool reconnect,
+                   const Placement& placement) {
+    if (!hasCpu(placement.clientCpu)) {
+        state.SkipWithError("this placement needs two CPUs");
+        return;
+    }
+    Daemon* daemon = daemonInstance(placement.daemonCpu);
     if (daemon == nullptr) {
         state.SkipWithError("briskd could not be started (was it built?)");
         return;
@@ -385,7 +408,8 @@ void throughDaemon(benchmark::State& state, Call call, int clients, bool reconne
     double seconds = 0;
     bool ok = true;
     for (auto _ : state) {
-        ok = runClients(daemon->socketPath(), call, clients, calls, reconnect, &samples, &seconds);
+        ok = runClients(daemon->socketPath(), call, clients, calls, reconnect, placement.clientCpu,
+                        &samples, &seconds);
         state.SetIterationTime(seconds);
     }
     if (!ok) {
@@ -393,8 +417,9 @@ void throughDaemon(benchmark::State& state, Call call, int clients, bool reconne
         return;
     }
     setCounters(state, samples, seconds);
-    state.SetLabel(label(
-        call, reconnect ? "briskd socket, new connection per call" : "briskd socket", clients));
+    std::string path = placement.path;
+    state.SetLabel(
+        label(call, (reconnect ? path + ", new connection per call" : path).c_str(), clients));
 }
 
 }  // namespace
@@ -411,8 +436,18 @@ void registerDaemonBenchmarks() {
             benchmark::RegisterBenchmark(
                 (name + "/socket/clients:" + std::to_string(clients)).c_str(),
                 [call, clients](benchmark::State& state) {
-                    throughDaemon(state, call, clients, false);
+                    throughDaemon(state, call, clients, false, kFree);
                 })
+                ->Iterations(1)
+                ->UseManualTime()
+                ->Unit(benchmark::kMillisecond);
+        }
+        for (const Placement* placement : {&kSameCpu, &kOtherCpu}) {
+            std::string where = placement == &kSameCpu ? "one_cpu" : "two_cpus";
+            benchmark::RegisterBenchmark((name + "/socket_" + where + "/clients:1").c_str(),
+                                         [call, placement](benchmark::State& state) {
+                                             throughDaemon(state, call, 1, false, *placement);
+                                         })
                 ->Iterations(1)
                 ->UseManualTime()
                 ->Unit(benchmark::kMillisecond);
@@ -420,7 +455,7 @@ void registerDaemonBenchmarks() {
     }
     benchmark::RegisterBenchmark(
         "daemon/version/socket_reconnect/clients:1",
-        [](benchmark::State& state) { throughDaemon(state, Call::Version, 1, true); })
+        [](benchmark::State& state) { throughDaemon(state, Call::Version, 1, true, kFree); })
         ->Iterations(1)
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);

@@ -7,4 +7,5 @@ void registerEntryPointBenchmarks();
 void registerScaleBenchmarks();
 void registerContentionBenchmarks();
 void registerProbeThreadBenchmarks();
+void registerIpcFloorBenchmarks();
 void registerDaemonBenchmarks();
