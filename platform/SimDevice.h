@@ -65,7 +65,7 @@ private:
     // be read, and the call then fails with -1 unless a fault says otherwise.
     bool beginArrayCallLocked(SimCall& call, SimCall::Op op, int len, const int* tags,
                               const int* values);
-    static void copyArrays(int len, const int* tags, const int* values, SimCall& call);
+    void copyArraysLocked(int len, const int* tags, const int* values, SimCall& call);
 
     mutable std::mutex mMutex;
     std::map<int, int> mValues;

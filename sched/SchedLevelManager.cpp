@@ -38,15 +38,29 @@ bool isGroupTag(int tag) {
     return tag >= BRISK_TAG_GROUP_FIRST && tag <= BRISK_TAG_GROUP_LAST;
 }
 
-// Puts the values of `saved` back into `m`, key by key. Both hold the same nine
-// group tags, so the tree keeps its shape and an unlocked dump never walks a
-// node that is being replaced.
-void restoreValues(std::map<int, int>& m, const std::map<int, int>& saved) {
-    for (const auto& entry : saved) {
-        auto it = m.find(entry.first);
-        if (it != m.end()) {
-            storeRelaxed(it->second, entry.second);
-        }
+constexpr int kGroupCount = BRISK_TAG_GROUP_LAST - BRISK_TAG_GROUP_FIRST + 1;
+
+// The nine levels of one map in tag order: what a request saves before a change,
+// so that a failed platform call can put them back. Every map holds exactly the
+// group tags, so values are copied in place: the tree never changes shape under
+// an unlocked dump, and saving costs no allocation.
+struct LevelSnapshot {
+    int levels[kGroupCount];
+};
+
+LevelSnapshot takeSnapshot(const std::map<int, int>& m) {
+    LevelSnapshot snapshot{};
+    int i = 0;
+    for (auto it = m.begin(); it != m.end() && i < kGroupCount; ++it) {
+        snapshot.levels[i++] = it->second;
+    }
+    return snapshot;
+}
+
+void restoreSnapshot(std::map<int, int>& m, const LevelSnapshot& snapshot) {
+    int i = 0;
+    for (auto it = m.begin(); it != m.end() && i < kGroupCount; ++it) {
+        storeRelaxed(it->second, snapshot.levels[i++]);
     }
 }
 
@@ -175,9 +189,9 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
         // Only stored: the defaults reach the platform with the next computation.
         result = initDefaultSchedLevel(n, action->tagValues, defaultTags, defaultLevels);
     } else {
-        const std::map<int, int> mossCopy = mMossMap;
-        const std::map<int, int> currentCopy = mCurrentMap;
-        const std::map<int, int> eventCopy = mMossEventMap;
+        const LevelSnapshot mossCopy = takeSnapshot(mMossMap);
+        const LevelSnapshot currentCopy = takeSnapshot(mCurrentMap);
+        const LevelSnapshot eventCopy = takeSnapshot(mMossEventMap);
         result = 0;
         if (updateSchedLevelMapIfNeeded(action)) {
             int count = 0;
@@ -190,9 +204,9 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
             // The saved MOSS base is kept on purpose: it belongs to the first
             // command-4114 event, whether or not the platform took it.
             BRISK_LOGD("doSchedLevelAction failed!");
-            restoreValues(mMossMap, mossCopy);
-            restoreValues(mCurrentMap, currentCopy);
-            restoreValues(mMossEventMap, eventCopy);
+            restoreSnapshot(mMossMap, mossCopy);
+            restoreSnapshot(mCurrentMap, currentCopy);
+            restoreSnapshot(mMossEventMap, eventCopy);
             BRISK_LOGD("doSchedLevelAction failed!");
         }
     }
@@ -357,8 +371,8 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
     }
 
     pthread_mutex_lock(&mMutex);
-    const std::map<int, int> clientCopy = *clientMap;
-    const std::map<int, int> currentCopy = mCurrentMap;
+    const LevelSnapshot clientCopy = takeSnapshot(*clientMap);
+    const LevelSnapshot currentCopy = takeSnapshot(mCurrentMap);
 
     if (tagLen == 1 && tags[0] == BRISK_TAG_SET_SCHED_LEVEL) {
         switch (configs[0]) {
@@ -369,7 +383,7 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
                 updateSchedLevelByOneStep(*clientMap, -1);
                 break;
             case BRISK_SCHED_LEVEL_RESET:
-                restoreValues(*clientMap, mDefaultMap);
+                restoreSnapshot(*clientMap, takeSnapshot(mDefaultMap));
                 break;
             default:
                 BRISK_LOGE("invalid sched Level config is %d, clientId(%d)", configs[0], clientId);
@@ -384,7 +398,7 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
         }
         for (int i = 0; i < tagLen; ++i) {
             if (tags[i] != BRISK_TAG_SET_GROUP_SCHED_LEVEL) {
-                restoreValues(*clientMap, clientCopy);
+                restoreSnapshot(*clientMap, clientCopy);
                 BRISK_LOGD(
                     "do not use BRISK_TAG_SET_SCHED_LEVEL with other tags(%d), clientId is %d",
                     tags[i], clientId);
@@ -413,8 +427,8 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
     int result = callSchedLevelAction(count, tagArray, levelArray);
     if (result != 0) {
         BRISK_LOGD("doSchedLevelAction failed!");
-        restoreValues(*clientMap, clientCopy);
-        restoreValues(mCurrentMap, currentCopy);
+        restoreSnapshot(*clientMap, clientCopy);
+        restoreSnapshot(mCurrentMap, currentCopy);
         BRISK_LOGD("doSchedLevelAction failed!");
     }
     pthread_mutex_unlock(&mMutex);
