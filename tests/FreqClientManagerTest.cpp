@@ -1,10 +1,9 @@
 // Frequency limits: how client and event requests combine into what reaches the
-// platform, what the dump shows and what the reporting writes.
+// platform, what is refused, what the dump shows and when the reporting runs.
 #include <gtest/gtest.h>
 #include <utils/String8.h>
 
-#include <climits>
-#include <cstdlib>
+#include <atomic>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -28,56 +27,73 @@ constexpr int kEventB = 12301;
 constexpr int kEventC = 12302;
 constexpr int kOn = 0;
 constexpr int kOff = -1;
+const char* const kNoWrite = "0 writes";
+const char* const kRefused = "(refused)";  // the request returns -1 and writes nothing
+
+const std::string kNotSetSection =
+    "tag=little cpu max,        value=-1\n"
+    "tag=big cpu max,           value=-1\n"
+    "tag=gpu max,               value=-1\n"
+    "tag=ipa switch temp,       value=-1\n"
+    "tag=ipa control temp,      value=-1\n"
+    "tag=ipa sustainable power, value=-1\n"
+    "tag=fork on big cluster,   value=-1\n";
+const std::string kFreshDump = "DUSK set freq is:\n" + kNotSetSection + "FERN set freq is:\n" +
+                               kNotSetSection + "MOSS set freq is:\n" + kNotSetSection;
 
 using Pairs = std::vector<std::pair<int, int>>;
+
+// A request (an event's when id is a cmdId) and the one write it must cause.
+struct Step {
+    int id;
+    Pairs pairs;
+    std::string write;  // "tag:value ...", or kRefused
+    const char* rule = "";
+    int onOff = kOn;
+};
 
 class FreqClientManagerTest : public ::testing::Test {
 protected:
     void SetUp() override {
         SimDevice::instance().reset();
         plat.reset(getPlat());
-        ASSERT_NE(plat, nullptr);
         manager.reset(getFreqClient(plat.get()));
-        JankLogSink::setCallback([this](int level, int eventId, const std::string& text) {
-            EXPECT_EQ(level, 3);
-            EXPECT_EQ(eventId, 361);
-            jank.push_back(text);
+        // Records without "#ARG1:<" and the time stamp, which FreqInfoUploadTest pins.
+        JankLogSink::setCallback([this](int, int, const std::string& text) {
+            reports.push_back(std::string(text).erase(0, 22));
         });
     }
     void TearDown() override { JankLogSink::reset(); }
 
-    static int send(FreqClientManager& target, int id, const Pairs& pairs, const int* onOff) {
+    int request(int id, const Pairs& pairs, int onOff = kOn) {
         std::vector<int> tags, values;
         for (const auto& p : pairs) {
             tags.push_back(p.first);
             values.push_back(p.second);
         }
-        return target.doPerfSetConfig(id, static_cast<int>(tags.size()), tags.data(), values.data(),
-                                      onOff);
+        return manager->doPerfSetConfig(id, static_cast<int>(tags.size()), tags.data(),
+                                        values.data(), &onOff);
     }
-    int client(int id, const Pairs& pairs) { return send(*manager, id, pairs, nullptr); }
-    int event(int cmdId, const Pairs& pairs, int onOff) {
-        return send(*manager, cmdId, pairs, &onOff);
+    void run(const std::vector<Step>& steps) {
+        for (size_t i = 0; i < steps.size(); ++i) {
+            const Step& s = steps[i];
+            bool refused = s.write == kRefused;
+            EXPECT_EQ(request(s.id, s.pairs, s.onOff), refused ? -1 : 0)
+                << "step " << i << ": " << s.rule;
+            EXPECT_EQ(takeWrite(), refused ? kNoWrite : s.write) << "step " << i << ": " << s.rule;
+        }
     }
-    int enableReporting() { return client(0, {{10000, 0x10000}}); }
-
-    // The setConfig calls that reached the device since the last look.
-    std::vector<std::string> takeWrites() {
+    // The one setConfig since the last look, as "tag:value ...".
+    std::string takeWrite() {
         std::vector<std::string> writes;
         for (const SimCall& call : SimDevice::instance().record()) {
             if (call.op == SimCall::Op::SetConfig) {
-                writes.push_back(call.toString());
+                writes.push_back(call.toString().erase(0, 10));  // "setConfig 2:1 5:3"
             }
         }
         SimDevice::instance().clearRecord();
-        return writes;
+        return writes.size() == 1 ? writes[0] : std::to_string(writes.size()) + " writes";
     }
-    // The one write of the last request, as "setConfig tag:value ...".
-    std::string takeWrite() {
-        std::vector<std::string> writes = takeWrites();
-        return writes.size() == 1 ? writes[0] : "(" + std::to_string(writes.size()) + " writes)";
-    }
-
     std::string dump() {
         android::String8 out;
         manager->dumpFreqList(out);
@@ -85,414 +101,233 @@ protected:
     }
     // One client's dumped values for tags 2, 5, 8, 17, 18, 19, 20.
     std::vector<int> dumped(const std::string& name) {
-        std::istringstream in(dump());
+        std::string text = dump();
+        std::istringstream in(text.substr(text.find(name + " set freq is:\n")));
         std::string line;
         std::vector<int> values;
-        bool inSection = false;
-        while (std::getline(in, line)) {
-            if (line.find(" set freq is:") != std::string::npos) {
-                inSection = line == name + " set freq is:";
-            } else if (inSection) {
-                values.push_back(std::stoi(line.substr(line.rfind('=') + 1)));
-            }
+        std::getline(in, line);
+        while (std::getline(in, line) && line.rfind("tag=", 0) == 0) {
+            values.push_back(std::stoi(line.substr(line.rfind('=') + 1)));
         }
         return values;
     }
-
-    // The jank records since the last look, without "#ARG1:<" and the time stamp.
-    std::vector<std::string> takeReports() {
-        std::vector<std::string> bodies;
-        for (const std::string& text : jank) {
-            EXPECT_EQ(text.rfind("#ARG1:<", 0), 0u) << text;
-            EXPECT_GT(text.size(), 22u) << text;
-            bodies.push_back(text.substr(std::min<size_t>(text.size(), 22)));
-        }
-        jank.clear();
-        return bodies;
-    }
+    std::vector<std::string> takeReports() { return std::exchange(reports, {}); }
 
     LogCapture log;
     std::unique_ptr<BriskPlat> plat;
     std::unique_ptr<FreqClientManager> manager;
-    std::vector<std::string> jank;
+    std::vector<std::string> reports;
 };
 
-const std::vector<int> kNotSet(7, -1);
-
 TEST_F(FreqClientManagerTest, FreshManagerDumpsEveryLimitTagOfEveryClientAsNotSet) {
-    std::string section =
-        "tag=little cpu max,        value=-1\n"
-        "tag=big cpu max,           value=-1\n"
-        "tag=gpu max,               value=-1\n"
-        "tag=ipa switch temp,       value=-1\n"
-        "tag=ipa control temp,      value=-1\n"
-        "tag=ipa sustainable power, value=-1\n"
-        "tag=fork on big cluster,   value=-1\n";
-    EXPECT_EQ(dump(), "DUSK set freq is:\n" + section + "FERN set freq is:\n" + section +
-                          "MOSS set freq is:\n" + section);
-    EXPECT_TRUE(takeWrites().empty()) << "nothing is read or written at construction";
-    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 0);
+    EXPECT_EQ(dump(), kFreshDump);
 }
 
 TEST_F(FreqClientManagerTest, CombineRulesPreferTheLowerPositiveValueAndForkOff) {
-    struct Case {
-        int a, b, valid, fork;
-    };
-    const Case cases[] = {
-        {5, 3, 3, 3},       {3, 5, 3, 5},  {5, 0, 5, 0},  {5, -1, 5, 5},
-        {0, 5, 5, 0},       {0, 0, 0, 0},  {0, -1, 0, 0}, {-1, 0, 0, 0},
-        {-1, -1, -1, -1},   {-1, 5, 5, 5}, {1, 1, 1, 1},  {INT_MAX, INT_MIN, INT_MAX, INT_MAX},
-        {INT_MIN, 7, 7, 7},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(manager->getValidMinValue(c.a, c.b), c.valid) << c.a << ", " << c.b;
-        EXPECT_EQ(manager->getTaskForkMinValue(c.a, c.b), c.fork) << c.a << ", " << c.b;
+    // a, b, getValidMinValue(a, b), getTaskForkMinValue(a, b)
+    const int cases[][4] = {{5, 3, 3, 3},  {3, 5, 3, 5},     {4, 4, 4, 4}, {5, 0, 5, 0},
+                            {5, -1, 5, 5}, {0, 5, 5, 0},     {0, 0, 0, 0}, {0, -1, 0, 0},
+                            {-1, 0, 0, 0}, {-1, -1, -1, -1}, {-1, 5, 5, 5}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(manager->getValidMinValue(c[0], c[1]), c[2])
+            << "lower positive wins, 0 beats not set: " << c[0] << ", " << c[1];
+        EXPECT_EQ(manager->getTaskForkMinValue(c[0], c[1]), c[3])
+            << "fork: off (0) wins, not set yields: " << c[0] << ", " << c[1];
     }
-    std::map<int, int> m;
-    EXPECT_EQ(manager->getMinConfig(m), 0);
-    m = {{1, 0}, {2, -1}};
-    EXPECT_EQ(manager->getMinConfig(m), 0) << "no positive value: no limit";
-    m = {{1, 5}, {2, 3}, {3, 0}, {4, INT_MAX}};
-    EXPECT_EQ(manager->getMinConfig(m), 3);
-    EXPECT_TRUE(manager->isFreqValValid(1, 1));
-    EXPECT_TRUE(manager->isFreqValValid(5, 0)) << "a ceiling of 0 is no ceiling";
-    EXPECT_TRUE(manager->isFreqValValid(-1, -7));
-    EXPECT_FALSE(manager->isFreqValValid(2, 1));
 }
 
-TEST_F(FreqClientManagerTest, ClientCeilingsCombineToTheLowestPositiveRequest) {
-    ASSERT_EQ(client(kDusk, {{2, 1800000}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1800000");
-    ASSERT_EQ(client(kFern, {{2, 1200000}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1200000");
-    ASSERT_EQ(client(kDusk, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1200000") << "DUSK lifting its limit leaves FERN's";
-    EXPECT_EQ(dumped("DUSK"), (std::vector<int>{0, -1, -1, -1, -1, -1, -1}))
+TEST_F(FreqClientManagerTest, ClientRequestsCombineAcrossTheThreeClients) {
+    run({
+        {kDusk, {{2, 1800000}}, "2:1800000", "a lone client's ceiling is written"},
+        {kFern, {{2, 1200000}}, "2:1200000", "the lower positive ceiling wins"},
+        {kDusk, {{2, 0}}, "2:1200000", "lifting one limit leaves the others' lowest"},
+        {kMoss, {{2, 1500000}}, "2:1200000", "a higher request does not loosen the limit"},
+        {kFern, {{2, 0}}, "2:1500000", "DUSK's 0 does not hide MOSS's limit"},
+        {kMoss, {{2, 0}}, "2:0", "with nobody limiting, 0 is written"},
+        {kDusk, {{19, 5000}, {17, 90}}, "19:5000 17:90"},
+        {kMoss, {{19, 3000}, {17, 95}}, "19:3000 17:90", "thermal limits combine like ceilings"},
+        {kDusk, {{20, 0}}, "20:0"},
+        {kFern, {{20, 1}}, "20:0", "fork stays off while any client turns it off"},
+        {kDusk, {{20, 1}}, "20:1", "fork on once every client that set it wants it on"},
+    });
+    EXPECT_EQ(dumped("MOSS"), (std::vector<int>{0, -1, -1, 95, -1, 3000, -1}))
         << "the dump shows each client's raw request, not the combined value";
-    EXPECT_EQ(dumped("FERN"), (std::vector<int>{1200000, -1, -1, -1, -1, -1, -1}));
-
-    ASSERT_EQ(client(kMoss, {{2, 1500000}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1200000") << "a higher request does not loosen the limit";
-    ASSERT_EQ(client(kFern, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1500000") << "DUSK's 0 does not hide MOSS's limit";
-    ASSERT_EQ(client(kMoss, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:0") << "with nobody limiting, 0 is written";
-
-    ASSERT_EQ(client(kDusk, {{19, 5000}, {17, 90}}), 0);
-    ASSERT_EQ(client(kMoss, {{19, 3000}, {17, 95}}), 0);
-    EXPECT_EQ(takeWrites(),
-              (std::vector<std::string>{"setConfig 19:5000 17:90", "setConfig 19:3000 17:90"}))
-        << "thermal limits combine like the ceilings";
-}
-
-TEST_F(FreqClientManagerTest, ForkOnBigClusterStaysOffWhileAnyClientTurnsItOff) {
-    ASSERT_EQ(client(kDusk, {{20, 0}}), 0);
-    ASSERT_EQ(client(kFern, {{20, 1}}), 0);
-    ASSERT_EQ(client(kMoss, {{20, 1}}), 0);
-    EXPECT_EQ(takeWrites(),
-              (std::vector<std::string>{"setConfig 20:0", "setConfig 20:0", "setConfig 20:0"}));
-    ASSERT_EQ(client(kDusk, {{20, 1}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 20:1") << "on once every client that set it wants it on";
-
-    EXPECT_EQ(client(kFern, {{2, 1000000}, {20, 2}}), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid config(2), tag is 20"));
-    EXPECT_TRUE(takeWrites().empty()) << "a fork value other than 0 or 1 refuses the request";
-    EXPECT_EQ(dumped("FERN"), (std::vector<int>{-1, -1, -1, -1, -1, -1, 1}))
-        << "a refused request caches nothing";
 }
 
 TEST_F(FreqClientManagerTest, RequestIsWrittenWholeInOneCallInTheCallersOrder) {
-    ASSERT_EQ(client(kFern, {{5, 1700000}}), 0);
-    takeWrites();
-    ASSERT_EQ(client(kDusk, {{99, 5}, {20, 1}, {5, 2000000}, {2, 1000000}, {5, 1500000}, {99, 0}}),
-              0);
-    EXPECT_EQ(takeWrite(), "setConfig 99:5 20:1 5:1700000 2:1000000 5:1500000 99:0")
-        << "other tags pass unchanged; repeated tags are written each time, combined";
-    EXPECT_EQ(dumped("DUSK"), (std::vector<int>{1000000, 1500000, -1, -1, -1, -1, 1}))
+    // Other tags pass unchanged; a repeated tag is written each time, combined.
+    run({
+        {kFern, {{5, 17}}, "5:17"},
+        {kDusk, {{99, 5}, {20, 1}, {5, 20}, {2, 10}, {5, 15}}, "99:5 20:1 5:17 2:10 5:15"},
+        {kDusk, {}, "", "an empty request still reaches the platform"},
+    });
+    EXPECT_EQ(dumped("DUSK"), (std::vector<int>{10, 15, -1, -1, -1, -1, 1}))
         << "the last raw value of a repeated tag is kept; tag 99 is not remembered";
-    EXPECT_EQ(dumped("DUSK").size(), 7u);
-
-    ASSERT_EQ(client(kDusk, {}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig") << "an empty request still reaches the platform";
-    EXPECT_EQ(client(kDusk, {{2, INT_MAX}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:2147483647");
 }
 
-TEST_F(FreqClientManagerTest, NegativeValuesAndMalformedArraysAreRefusedBeforeAnyWrite) {
-    EXPECT_EQ(client(kDusk, {{2, 1000000}, {5, -3}}), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid config value(-3)"));
-    EXPECT_EQ(client(kDusk, {{5, INT_MIN}}), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid config value(-2147483648)"));
-    EXPECT_TRUE(takeWrites().empty());
-    EXPECT_EQ(dumped("DUSK"), kNotSet);
-
-    // The combined value of the entries handled before the refusal stays in force
-    // for events.
-    ASSERT_EQ(event(kEventA, {{2, 1500000}}, kOn), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1000000");
+TEST_F(FreqClientManagerTest, RefusedRequestsNameTheirFaultAndUnknownClientsAreNotRemembered) {
+    const Step refusals[] = {
+        // each rule is the message that names the fault
+        {kDusk, {{2, 1000000}, {5, -1}}, kRefused, "invalid config value(-1)"},
+        {kFern, {{2, 1000000}, {20, 2}}, kRefused, "invalid config(2), tag is 20"},
+        {kEventA, {{2, 1000000}, {17, 1}}, kRefused, "invalid tag 17, cmdId is 12300"},
+        {kEventA, {{3, 1}}, kRefused, "invalid tag 3, cmdId is 12300"},
+        {kEventA, {{-1, 1}}, kRefused, "invalid tag -1, cmdId is 12300"},
+    };
+    for (const Step& refusal : refusals) {
+        run({refusal});
+        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, refusal.rule)) << refusal.rule;
+    }
+    run({
+        {kEventB, {{2, 1500000}}, "2:1000000", "combined values before a refusal stay in force"},
+        {-2, {{2, 1600000}, {17, 50}, {99, 1}}, "2:1500000 17:50 99:1", "unknown id: capped"},
+    });
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "invalid clientId is -2"), 3)
+        << "once per limit tag and once when caching";
+    EXPECT_EQ(dump(), kFreshDump) << "refused requests and unknown clients are not remembered";
+    run({{kDusk, {{2, 0}}, "2:1500000", "the refused event recorded no ceiling"}});
 
     const int tags[] = {2, 5};
-    const int values[] = {1, 1};
     int on = kOn;
-    log.clear();
-    for (int id : {kDusk, -4, kEventB}) {
-        EXPECT_EQ(manager->doPerfSetConfig(id, -1, tags, values, &on), -1) << id;
-        EXPECT_EQ(manager->doPerfSetConfig(id, INT_MIN, tags, values, &on), -1) << id;
-        EXPECT_EQ(manager->doPerfSetConfig(id, 2, nullptr, values, &on), -1) << id;
-        EXPECT_EQ(manager->doPerfSetConfig(id, 2, tags, nullptr, &on), -1) << id;
+    for (int id : {kDusk, kEventC}) {
+        EXPECT_EQ(manager->doPerfSetConfig(id, -1, tags, tags, &on), -1) << id;
+        EXPECT_EQ(manager->doPerfSetConfig(id, 2, nullptr, tags, &on), -1) << id;
     }
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "invalid tagLen(-1)"), 3);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "null tags or configs, tagLen is 2"), 6);
-    EXPECT_EQ(manager->doPerfSetConfig(kEventB, 2, tags, values, nullptr), -1)
-        << "an event without its on/off flag";
-    EXPECT_EQ(manager->doPerfSetConfig(0, 1, nullptr, values, nullptr), -1);
-    EXPECT_EQ(manager->doPerfSetConfig(0, -1, nullptr, nullptr, nullptr), 0)
-        << "the reporting switch reads nothing unless given exactly one entry";
-    EXPECT_TRUE(takeWrites().empty());
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "invalid tagLen(-1)"), 2);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "null tags or configs, tagLen is 2"), 2);
+    EXPECT_EQ(manager->doPerfSetConfig(kEventC, 2, tags, tags, nullptr), -1) << "no on/off flag";
+    EXPECT_EQ(takeWrite(), kNoWrite);
 }
 
-TEST_F(FreqClientManagerTest, FailedWriteOrMissingBackEndKeepsTheClientsLastRequest) {
-    ASSERT_EQ(enableReporting(), 0);
-    ASSERT_EQ(client(kDusk, {{2, 1800000}}), 0);
-    takeWrites();
+TEST_F(FreqClientManagerTest, FailedOrMissingBackEndKeepsTheLastAcceptedRequests) {
+    ASSERT_EQ(request(0, {{10000, 0x10000}}), 0);
+    run({{kDusk, {{2, 1800000}}, "2:1800000"}});
     takeReports();
-
-    SimDevice::instance().failNext(SimCall::Op::SetConfig, -5);
-    EXPECT_EQ(client(kDusk, {{2, 1000000}}), -5) << "the back-end's result is passed on";
+    SimDevice::instance().failNext(SimCall::Op::SetConfig, -5, 2);
+    EXPECT_EQ(request(kDusk, {{2, 1000000}}), -5) << "the back-end's result is passed on";
     EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "doPerfSetConfig failed!"));
     EXPECT_TRUE(takeReports().empty()) << "a failed write is not reported";
-    EXPECT_EQ(dumped("DUSK")[0], 1800000) << "the cached request is not replaced";
-    ASSERT_EQ(client(kFern, {{2, 1900000}}), 0);
-    EXPECT_EQ(takeWrites().back(), "setConfig 2:1800000") << "FERN combines with DUSK's 1800000";
+    EXPECT_EQ(request(kEventA, {{8, 600000}}), -5);
+    takeWrite();
+    run({
+        {kFern, {{2, 1900000}}, "2:1800000", "DUSK's failed request left its last accepted one"},
+        {kDusk, {{8, 0}}, "8:600000", "an event going on is recorded even when its write fails"},
+    });
 
     delete plat->mPerf;
     plat->mPerf = nullptr;
     log.clear();
-    EXPECT_EQ(client(kMoss, {{2, 900000}}), -1);
-    EXPECT_EQ(event(kEventA, {{2, 900000}}, kOn), -1);
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "doPerfSetConfig failed!"), 2);
-    EXPECT_EQ(manager->readMaxFreq(), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "getConfig failed!"));
-    EXPECT_EQ(dumped("MOSS"), kNotSet);
-
-    std::unique_ptr<FreqClientManager> orphan(getFreqClient(nullptr));
-    EXPECT_EQ(send(*orphan, kDusk, {{2, 1}}, nullptr), -1) << "no platform is a failure";
-    int on = kOn;
-    EXPECT_EQ(send(*orphan, kEventA, {{2, 1}}, &on), -1);
+    EXPECT_EQ(request(kMoss, {{2, 900000}}), -1);
+    EXPECT_EQ(request(kEventB, {{2, 900000}}), -1);
+    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "doPerfSetConfig failed!"), 2) << "no back-end";
 }
 
-TEST_F(FreqClientManagerTest, UnknownClientIsWrittenUnderTheEventCeilingButNotRemembered) {
-    ASSERT_EQ(event(kEventA, {{2, 900000}}, kOn), 0);
-    takeWrites();
-    EXPECT_EQ(client(-2, {{2, 1000000}, {17, 50}, {99, 1}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:900000 17:50 99:1");
-    EXPECT_EQ(log.count(ANDROID_LOG_ERROR, "invalid clientId is -2"), 3)
-        << "once per limit tag and once when caching";
-    EXPECT_EQ(dumped("DUSK"), kNotSet);
-    EXPECT_EQ(dumped("FERN"), kNotSet);
-    EXPECT_EQ(dumped("MOSS"), kNotSet);
+TEST_F(FreqClientManagerTest, EventsCombineWithEachOtherAndWithTheClients) {
+    run({
+        {kDusk, {{2, 1000000}}, "2:1000000"},
+        {kEventA, {{2, 1400000}}, "2:1000000", "the clients' combined ceiling caps an event"},
+        {kDusk, {{2, 0}}, "2:1400000", "an event's ceiling caps a client lifting its limit"},
+        {kDusk, {{2, 1200000}}, "2:1200000", "the lower of client and event ceilings"},
+        {kEventA, {{2, 1400000}}, "2:1200000", "", kOff},
+        {kDusk, {{2, 0}}, "2:0", "an event that went off no longer counts"},
+
+        {kEventA, {{1, 1500000}, {5, 2000000}}, "1:1500000 5:2000000"},
+        {kEventB, {{1, 1200000}, {5, 2200000}}, "1:1500000 5:2000000"},
+        {kEventC, {{1, 1000000}, {5, 2400000}}, "1:1500000 5:2000000", "highest floor, lowest cap"},
+        {kEventA, {{1, 1500000}, {5, 2000000}}, "1:1200000 5:2200000", "the others' stay", kOff},
+        {kEventB, {{1, 1200000}, {5, 2200000}}, "1:1000000 5:2400000", "", kOff},
+        {kEventC, {{1, 1000000}, {5, 2400000}}, "1:0 5:0", "the last event off writes 0", kOff},
+        {kEventA, {{5, 1000000}}, "5:1000000"},
+        {kEventA, {{5, 1500000}}, "5:1500000", "an event switched on again replaces its value"},
+        {kEventA, {{5, 1500000}}, "5:0", "a flag other than on or off is computed as off", 1},
+        {kDusk, {{5, 0}}, "5:1500000", "... but leaves the event's records alone"},
+
+        {kEventC, {{1, 1500000}, {7, 500000}}, "1:1500000 7:500000"},
+        {kDusk, {{2, 1000000}, {8, 400000}}, "2:1000000 8:400000", "event floors spare clients"},
+        {kEventB, {{2, -1}, {8, 0}}, "2:-1 8:0", "an event's own ceiling is written as asked"},
+        {kEventB, {}, "", "an empty event still reaches the platform"},
+    });
 }
 
-TEST_F(FreqClientManagerTest, EventCeilingsCapClientRequestsAndClientsCapEvents) {
-    ASSERT_EQ(client(kDusk, {{2, 1000000}}), 0);
-    ASSERT_EQ(event(kEventA, {{2, 1400000}}, kOn), 0);
-    ASSERT_EQ(client(kDusk, {{2, 0}}), 0);
-    ASSERT_EQ(client(kDusk, {{2, 1200000}}), 0);
-    EXPECT_EQ(takeWrites(),
-              (std::vector<std::string>{"setConfig 2:1000000", "setConfig 2:1000000",
-                                        "setConfig 2:1400000", "setConfig 2:1200000"}))
-        << "the lower of the clients' and the events' ceilings is written";
-
-    ASSERT_EQ(event(kEventB, {{2, 1300000}}, kOn), 0);
-    ASSERT_EQ(event(kEventA, {{2, 1400000}}, kOff), 0);
-    ASSERT_EQ(event(kEventB, {{2, 1300000}}, kOff), 0);
-    ASSERT_EQ(client(kDusk, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrites(), (std::vector<std::string>{"setConfig 2:1200000", "setConfig 2:1200000",
-                                                      "setConfig 2:1200000", "setConfig 2:0"}))
-        << "events that went off no longer count";
-
-    ASSERT_EQ(event(kEventC, {{1, 1500000}, {7, 500000}}, kOn), 0);
-    ASSERT_EQ(client(kDusk, {{2, 1000000}, {8, 400000}}), 0);
-    EXPECT_EQ(takeWrites().back(), "setConfig 2:1000000 8:400000")
-        << "event floors are not applied to client requests";
-}
-
-TEST_F(FreqClientManagerTest, EventFloorsTakeTheHighestAndCeilingsTheLowestOfTheOthers) {
-    ASSERT_EQ(event(kEventA, {{1, 1500000}, {5, 2000000}}, kOn), 0);
-    ASSERT_EQ(event(kEventB, {{1, 1200000}, {5, 2200000}}, kOn), 0);
-    ASSERT_EQ(event(kEventA, {{1, 1500000}, {5, 2000000}}, kOff), 0);
-    ASSERT_EQ(event(kEventB, {{1, 1200000}, {5, 2200000}}, kOff), 0);
-    EXPECT_EQ(takeWrites(), (std::vector<std::string>{
-                                "setConfig 1:1500000 5:2000000", "setConfig 1:1500000 5:2000000",
-                                "setConfig 1:1200000 5:2200000", "setConfig 1:0 5:0"}));
-
-    ASSERT_EQ(event(kEventA, {{5, 1000000}}, kOn), 0);
-    ASSERT_EQ(event(kEventA, {{5, 1500000}}, kOn), 0);
-    EXPECT_EQ(takeWrites().back(), "setConfig 5:1500000")
-        << "an event switched on again replaces its own value";
-
-    ASSERT_EQ(event(kEventC, {{1, 1}, {2, 1}, {4, 1}, {7, 1}, {8, 1}}, kOn), 0);
-    ASSERT_EQ(event(kEventC, {{1, 1}, {2, 1}, {4, 1}, {7, 1}, {8, 1}}, kOff), 0);
-    EXPECT_EQ(takeWrites().back(), "setConfig 1:0 2:0 4:0 7:0 8:0");
-
-    // A value other than on or off is computed as off but leaves the records alone.
-    ASSERT_EQ(event(kEventA, {{5, 1500000}}, 1), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 5:0");
-    ASSERT_EQ(client(kDusk, {{5, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 5:1500000") << "event A still holds its ceiling";
-}
-
-TEST_F(FreqClientManagerTest, FloorAboveItsCeilingIsRefusedAndNotRecorded) {
-    ASSERT_EQ(event(kEventA, {{5, 1800000}}, kOn), 0);
-    takeWrites();
-    EXPECT_EQ(event(kEventB, {{4, 2000000}, {5, 2200000}}, kOn), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_INFO,
-                        "freq is invalid(min > freq), cmdId is 12301, (l_cpu(0,0), b_cpu(2000000, "
-                        "1800000), gpu(0, 0))"));
-    EXPECT_TRUE(takeWrites().empty());
-    ASSERT_EQ(event(kEventC, {{4, 1000000}}, kOn), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 4:1000000") << "the refused event's floor was not recorded";
-
-    ASSERT_EQ(event(kEventB, {{4, 2000000}}, kOn), 0);
-    ASSERT_EQ(event(kEventB, {{4, 2000000}, {5, 0}}, kOn), 0);
-    EXPECT_EQ(takeWrites(),
-              (std::vector<std::string>{"setConfig 4:2000000", "setConfig 4:2000000 5:0"}))
-        << "an unnamed ceiling and a ceiling of 0 both count as no ceiling";
-
-    ASSERT_EQ(client(kDusk, {{8, 500000}}), 0);
-    EXPECT_EQ(event(kEventC, {{7, 600000}, {8, 700000}}, kOn), -1)
-        << "the clients' combined ceiling counts against an event's floor";
-    EXPECT_TRUE(log.has(ANDROID_LOG_INFO,
-                        "freq is invalid(min > freq), cmdId is 12302, (l_cpu(0,0), b_cpu(0, 0), "
-                        "gpu(600000, 500000))"));
+TEST_F(FreqClientManagerTest, FloorAboveItsCeilingIsRefusedButAnEventGoingOffIsCleared) {
+    run({
+        {kEventA, {{5, 1800000}}, "5:1800000"},
+        {kEventB, {{4, 2000000}, {5, 2200000}}, kRefused, "floor over another event's ceiling"},
+        {kEventC, {{4, 1000000}}, "4:1000000", "the refused floor was not recorded"},
+        {kEventB, {{4, 2000000}}, "4:2000000", "an unnamed ceiling counts as none"},
+        {kEventB, {{4, 2000000}, {5, 0}}, "4:2000000 5:0", "a ceiling of 0 counts as none"},
+        {kDusk, {{8, 500000}}, "8:500000"},
+    });
     log.clear();
-    EXPECT_EQ(event(kEventC, {{8, 700000}, {7, 600000}, {2, 900000}, {1, 1000000}}, kOn), -1);
+    EXPECT_EQ(request(kEventC, {{8, 700000}, {7, 600000}, {2, 900000}, {1, 1000000}}), -1)
+        << "the clients' combined ceiling counts against an event's floor";
     EXPECT_EQ(log.texts(),
               std::vector<std::string>{
                   "I freq is invalid(min > freq), cmdId is 12302, (l_cpu(1000000,900000), "
                   "b_cpu(0, 0), gpu(600000, 500000))"})
         << "one line for the first failing pair, carrying all six values";
+
+    run({
+        // an event going off is cleared even when the check refuses its write
+        {kEventA, {{2, 1000000}}, "2:1000000"},
+        {kEventB, {{1, 1500000}}, "1:1500000"},
+        {kEventC, {{2, 1200000}}, "2:1000000"},
+        {kEventA, {{1, 5}, {2, 1000000}}, kRefused, "B's floor over C's ceiling", kOff},
+        {kDusk, {{2, 0}}, "2:1200000", "A's ceiling no longer counts"},
+    });
 }
 
-TEST_F(FreqClientManagerTest, EventGoingOffIsClearedEvenWhenItsWriteIsRefused) {
-    ASSERT_EQ(event(kEventA, {{2, 1000000}}, kOn), 0);
-    ASSERT_EQ(event(kEventB, {{1, 1500000}}, kOn), 0);
-    ASSERT_EQ(event(kEventC, {{2, 1200000}}, kOn), 0);
-    takeWrites();
-    EXPECT_EQ(event(kEventA, {{1, 5}, {2, 1000000}}, kOff), -1)
-        << "floor 1500000 of B over ceiling 1200000 of C";
-    EXPECT_TRUE(takeWrites().empty());
-    ASSERT_EQ(client(kDusk, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:1200000") << "A's ceiling no longer counts";
-}
-
-TEST_F(FreqClientManagerTest, EventRequestsNameOnlyFrequencyTagsAndAreNotSignChecked) {
-    for (int tag : {17, 3, 9, 0, -1, 10000}) {
-        EXPECT_EQ(event(kEventA, {{2, 1000000}, {tag, 1}}, kOn), -1) << tag;
-    }
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid tag 17, cmdId is 12300"));
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "invalid tag -1, cmdId is 12300"));
-    EXPECT_TRUE(takeWrites().empty());
-    ASSERT_EQ(client(kDusk, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:0") << "a refused event recorded nothing";
-
-    ASSERT_EQ(event(kEventA, {}, kOn), 0);
-    EXPECT_EQ(takeWrite(), "setConfig") << "an empty event still reaches the platform";
-
-    ASSERT_EQ(client(kDusk, {{5, 1500000}}), 0);
-    ASSERT_EQ(event(kEventA, {{2, -1}, {5, 0}, {8, INT_MIN}, {1, INT_MAX}}, kOn), 0);
-    EXPECT_EQ(takeWrites().back(), "setConfig 2:-1 5:0 8:-2147483648 1:2147483647")
-        << "an event's own ceiling is written as asked while on, over a client's limit";
-
-    SimDevice::instance().failNext(SimCall::Op::SetConfig, -5);
-    EXPECT_EQ(event(kEventB, {{8, 600000}}, kOn), -5);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "doPerfSetConfig failed!"));
-    ASSERT_EQ(client(kDusk, {{8, 0}}), 0);
-    EXPECT_EQ(takeWrites().back(), "setConfig 8:600000")
-        << "an event going on is recorded even when its write fails";
-}
-
-TEST_F(FreqClientManagerTest, ReportingRunsOnceSwitchedOnAndShowsWhatWasWritten) {
-    ASSERT_EQ(client(kDusk, {{2, 1800000}}), 0);
-    EXPECT_TRUE(jank.empty()) << "reporting starts switched off";
+TEST_F(FreqClientManagerTest, ReportingIsSwitchedOnOnceAndReadsTheHardwareMaximaLazily) {
     for (const Pairs& notTheSwitch :
          {Pairs{{10000, 0x1}}, Pairs{{10000, 0x10000}, {2, 1}}, Pairs{{9999, 0x10000}}, Pairs{}}) {
-        EXPECT_EQ(client(0, notTheSwitch), 0);
+        EXPECT_EQ(request(0, notTheSwitch), 0);
     }
-    ASSERT_EQ(client(kDusk, {{2, 1800000}}), 0);
-    EXPECT_TRUE(jank.empty()) << "only tag 10000 alone with bit 0x10000 switches reporting on";
-    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 0);
+    run({
+        {kDusk, {{2, 1800000}}, "2:1800000"},
+        {0, {{10000, 0x10001}}, kNoWrite, "the switch writes nothing"},
+    });
+    EXPECT_TRUE(takeReports().empty()) << "only tag 10000 alone with bit 0x10000 switches it on";
+    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 0)
+        << "the hardware maxima are read only once reporting is on";
 
-    takeWrites();
-    ASSERT_EQ(client(0, {{10000, 0x10001}}), 0);
-    EXPECT_TRUE(takeWrites().empty()) << "the switch writes nothing";
-    ASSERT_EQ(client(kDusk, {{2, 1800000}}), 0);
-    EXPECT_EQ(takeReports(), std::vector<std::string>{"1,1800,,,4>"});
-    ASSERT_EQ(client(kFern, {{5, 2000000}, {99, 1}}), 0);
-    ASSERT_EQ(client(0, {{10000, 0}}), 0);
-    ASSERT_EQ(client(kDusk, {{2, 2000000}}), 0);
-    EXPECT_EQ(takeReports(), (std::vector<std::string>{"3,,2000,,6>", "3,-1,,,2>"}))
-        << "reporting is never switched off again";
-    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 1)
-        << "the hardware maxima are read once";
-
-    ASSERT_EQ(event(kEventA, {{2, 1000000}}, kOn), 0);
-    EXPECT_TRUE(jank.empty()) << "events report nothing";
-    ASSERT_EQ(client(kDusk, {{2, 1900000}}), 0);
-    ASSERT_EQ(client(kFern, {{5, 0}}), 0);
-    ASSERT_EQ(client(kDusk, {{2, 2000000}}), 0);
-    EXPECT_EQ(takeReports(), (std::vector<std::string>{"3,1000,,,6>", "3,,-1,,4>", "2,1000,,,0>"}))
-        << "the bits follow the raw requests, the fields the values written";
-}
-
-TEST_F(FreqClientManagerTest, FailedReadOfTheHardwareMaximaSkipsReportingUntilItWorks) {
-    ASSERT_EQ(enableReporting(), 0);
     SimDevice::instance().failNext(SimCall::Op::GetConfig, -3);
-    EXPECT_EQ(client(kDusk, {{2, 1800000}}), 0) << "the request itself succeeded";
+    run({{kDusk, {{2, 1700000}}, "2:1700000", "a failed read of the maxima fails no request"}});
     EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "getConfig failed!"));
-    EXPECT_EQ(takeWrite(), "setConfig 2:1800000");
-    EXPECT_EQ(dumped("DUSK")[0], 1800000);
-    EXPECT_TRUE(jank.empty());
-
+    EXPECT_EQ(dumped("DUSK")[0], 1700000);
     SimDevice::instance().setValue(24, 1900000);
-    ASSERT_EQ(client(kFern, {{5, 1800000}}), 0);
-    EXPECT_EQ(takeReports(), std::vector<std::string>{"1,,1800,,2>"})
-        << "the read is retried; DUSK's unreported request never set its bit";
-    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 2);
-    ASSERT_EQ(client(kMoss, {{5, 1900000}}), 0);
-    EXPECT_EQ(takeReports(), std::vector<std::string>{"3,,1800,,2>"})
-        << "the maxima come from the device: MOSS at the big maximum does not limit";
+    ASSERT_EQ(request(kFern, {{5, 1800000}}), 0);
+    ASSERT_EQ(request(kMoss, {{5, 1900000}}), 0);
+    EXPECT_EQ(takeReports(), (std::vector<std::string>{"1,,1800,,2>", "3,,1800,,2>"}))
+        << "the read is retried; DUSK's unreported request set no bit; MOSS at the device's big "
+           "maximum sets none";
+    ASSERT_EQ(request(0, {{10000, 0}}), 0);
+    ASSERT_EQ(request(kEventA, {{2, 1000000}}), 0);
+    ASSERT_EQ(request(kDusk, {{2, 1900000}}), 0);
+    EXPECT_EQ(takeReports(), std::vector<std::string>{"3,1000,,,6>"})
+        << "events report nothing and the switch never goes off; DUSK's bit follows its raw "
+           "request, the field the value written under the event";
+    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 2)
+        << "the maxima are read until a read succeeds, then never again";
 }
 
 TEST_F(FreqClientManagerTest, ConcurrentClientsAndEventsAreSerialised) {
-    constexpr int kRounds = 200;
+    std::atomic<int> failures{0};
     std::vector<std::thread> threads;
-    std::vector<int> failures(4, 0);
-    for (int id : {kDusk, kFern, kMoss}) {
+    for (int id : {kEventA, kDusk, kFern, kMoss}) {
         threads.emplace_back([this, id, &failures] {
-            for (int i = 0; i < kRounds; ++i) {
-                failures[id] += client(id, {{2, 1000000 * id + i}, {17 + id % 2, i}}) != 0;
+            for (int i = 0; i < 200; ++i) {
+                failures += id == kEventA ? request(id, {{2, 500000 + i}, {1, 100}}, -(i % 2))
+                                          : request(id, {{2, 1000000 * id + i}, {17, i}});
             }
         });
     }
-    threads.emplace_back([this, &failures] {
-        for (int i = 0; i < kRounds; ++i) {
-            failures[0] +=
-                event(kEventA, {{2, 500000 + i}, {1, 100}}, i % 2 == 0 ? kOn : kOff) != 0;
-        }
-    });
     for (std::thread& t : threads) {
         t.join();
     }
-    EXPECT_EQ(failures, std::vector<int>(4, 0));
-    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::SetConfig), 4 * kRounds);
-    EXPECT_EQ(dumped("DUSK")[0], 1000000 + kRounds - 1);
-    EXPECT_EQ(dumped("FERN")[0], 2000000 + kRounds - 1);
-    EXPECT_EQ(dumped("MOSS")[0], 3000000 + kRounds - 1);
-    takeWrites();
-    ASSERT_EQ(client(kDusk, {{2, 0}}), 0);
-    EXPECT_EQ(takeWrite(), "setConfig 2:" + std::to_string(2000000 + kRounds - 1))
-        << "the event went off last and the clients' state is consistent";
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::SetConfig), 800);
+    SimDevice::instance().clearRecord();
+    run({{kDusk, {{2, 0}}, "2:2000199", "last event off; FERN holds the lowest"}});
 }
 
 }  // namespace
