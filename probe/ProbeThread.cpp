@@ -12,6 +12,7 @@ using android::sp;
 
 namespace {
 constexpr nsecs_t kNsPerMs = 1000000;
+const char kThreadName[] = "ProbeThread";
 }  // namespace
 
 ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action)
@@ -48,8 +49,13 @@ ProbeHandler::ProbeThread::~ProbeThread() {
     pthread_mutex_destroy(&mLock);
 }
 
+android::status_t ProbeHandler::ProbeThread::readyToRun() {
+    pthread_setname_np(pthread_self(), kThreadName);
+    return android::NO_ERROR;
+}
+
 void ProbeHandler::ProbeThread::onFirstRef() {
-    run("ProbeThread", ANDROID_PRIORITY_FOREGROUND, 0);
+    run(kThreadName, ANDROID_PRIORITY_FOREGROUND, 0);
 }
 
 sp<ProbeHandler::ProbeThread::ProbeItem> ProbeHandler::ProbeThread::find(const ItemQueue& queue,

@@ -83,6 +83,9 @@ private:
     // One pass: boost the due waiting threads, unboost the expired boosted ones,
     // then sleep (on mCond when idle, else for the remaining boost delay).
     bool threadLoop() override;
+    // Debian's libutils names threads only in Android builds: name the worker
+    // here so that ps, top and debuggers show "ProbeThread".
+    android::status_t readyToRun() override;
 
     // The queue's entry for tid, or null when there is none.
     static android::sp<ProbeItem> find(const ItemQueue& queue, unsigned int tid);

@@ -1,9 +1,12 @@
 // Probe boosting: which probe events reach the platform, and when, watched through
 // the simulated device's record of calls and their monotonic time stamps.
 #include <gtest/gtest.h>
+
+#include <dirent.h>
 #include <unistd.h>
 #include <utils/Timers.h>
 
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -121,6 +124,26 @@ protected:
     std::unique_ptr<ProbeHandler> handler;
     Action* action = nullptr;
 };
+
+TEST_F(ProbeHandlerTest, WorkerStartsWithTheHandlerUnderItsOwnName) {
+    start(plat.get());
+    auto named = [] {
+        DIR* tasks = opendir("/proc/self/task");
+        bool found = false;
+        for (dirent* entry; tasks != nullptr && (entry = readdir(tasks)) != nullptr;) {
+            std::ifstream comm(std::string("/proc/self/task/") + entry->d_name + "/comm");
+            std::string name;
+            found = found || (std::getline(comm, name) && name == "ProbeThread");
+        }
+        if (tasks != nullptr) {
+            closedir(tasks);
+        }
+        return found;
+    };
+    EXPECT_TRUE(eventually(named))
+        << "the worker runs as \"ProbeThread\" from the first reference on";
+    EXPECT_EQ(action->duration, 100) << "the probe action's duration is capped in place";
+}
 
 TEST_F(ProbeHandlerTest, BadMessagesAndPayloadsAreRefusedWithTheirResultsAndQueueNothing) {
     start(plat.get());
