@@ -14,10 +14,14 @@ ProbeHandler::ProbeHandler(BriskPlat* plat, Action* probeAction)
 
 ProbeHandler::~ProbeHandler() {
     // The worker keeps running after us; it must not read this object again.
+    detachWorker();
+    mProbeThread.clear();
+}
+
+void ProbeHandler::detachWorker() {
     if (mProbeThread != nullptr) {
         mProbeThread->detachHandler();
     }
-    mProbeThread.clear();
 }
 
 int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* payload) {

@@ -21,10 +21,13 @@ public:
     // Starts the worker thread. Ownership of `probeAction` (the probe command's
     // Action chain, head record) passes to the worker.
     ProbeHandler(BriskPlat* plat, Action* probeAction);
-    // Drops the reference to the worker but does not stop it: a running worker
-    // keeps itself alive and goes on reading mBoostDelayMs, so the handler is
-    // meant to live as long as the process.
+    // Detaches the worker and drops the reference to it, but does not stop it: the
+    // worker keeps itself alive, asleep, for the rest of the process.
     ~ProbeHandler() override;
+
+    // Makes the worker stop using this handler and the platform, waiting for a
+    // pass under way. For an owner that must free the platform before the handler.
+    void detachWorker();
 
     ProbeHandler(const ProbeHandler&) = delete;
     ProbeHandler& operator=(const ProbeHandler&) = delete;

@@ -13,6 +13,7 @@ using android::sp;
 namespace {
 constexpr nsecs_t kNsPerMs = 1000000;
 const char kThreadName[] = "ProbeThread";
+constexpr useconds_t kDetachPollUs = 1000;
 }  // namespace
 
 ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action)
@@ -20,7 +21,8 @@ ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, A
       mHandler(handler),
       mPlatPtr(plat),
       mAction(action),
-      mHandlerGone(false) {
+      mHandlerGone(false),
+      mInPass(false) {
     pthread_mutex_init(&mLock, nullptr);
     pthread_condattr_t attr;
     pthread_condattr_init(&attr);
@@ -152,6 +154,13 @@ void ProbeHandler::ProbeThread::moveItemToUnboostQueue(unsigned int tid) {
 void ProbeHandler::ProbeThread::detachHandler() {
     pthread_mutex_lock(&mLock);
     mHandlerGone = true;
+    // A pass under way may still boost or unboost (the wait phase's boost runs
+    // without the lock): let it finish before the caller frees what it uses.
+    while (mInPass) {
+        pthread_mutex_unlock(&mLock);
+        usleep(kDetachPollUs);
+        pthread_mutex_lock(&mLock);
+    }
     pthread_mutex_unlock(&mLock);
 }
 
@@ -163,6 +172,7 @@ bool ProbeHandler::ProbeThread::threadLoop() {
         return true;
     }
     const int32_t delayMs = mHandler.mBoostDelayMs;
+    mInPass = true;
     pthread_mutex_unlock(&mLock);
     const nsecs_t now = systemTime(SYSTEM_TIME_MONOTONIC);
     const nsecs_t delayNs = static_cast<nsecs_t>(delayMs) * kNsPerMs;
@@ -224,6 +234,7 @@ bool ProbeHandler::ProbeThread::threadLoop() {
 
     // Finished entries count here too. While boosts are held and nothing waits,
     // the sleep time is 0 and the loop polls until the last boosted entry is gone.
+    mInPass = false;
     if (mWaitQueue.isEmpty() && mBoostedQueue.isEmpty()) {
         pthread_cond_wait(&mCond, &mLock);
         pthread_mutex_unlock(&mLock);

@@ -54,9 +54,10 @@ public:
     void handleBoostItem(unsigned int tid);
     void handleUnboostItem(unsigned int tid);
 
-    // Called by the handler as it goes away. The worker is not stopped, but from
-    // then on it neither reads the handler nor touches the queues or the platform:
-    // it stays asleep on mCond for the rest of the process.
+    // Called by the handler as it goes away (or by its owner before the platform
+    // goes). The worker is not stopped, but once this returns it neither reads the
+    // handler nor touches the queues or the platform: a pass under way is waited
+    // for, and the worker stays asleep on mCond for the rest of the process.
     void detachHandler();
 
     static constexpr nsecs_t kBoostHoldNs = 256000000;
@@ -74,6 +75,7 @@ public:
     BriskPlat* mPlatPtr;  // not owned
     Action* mAction;      // owned
     bool mHandlerGone;    // guarded by mLock; set once by detachHandler
+    bool mInPass;         // guarded by mLock; a loop pass is under way
 
 protected:
     // Starts the thread when the handler takes the first strong reference.

@@ -1,5 +1,6 @@
 #include "server/BriskServer.h"
 
+#include <fcntl.h>
 #include <utils/String8.h>
 
 #include <cstdio>
@@ -41,6 +42,11 @@ BriskServer::BriskServer()
 }
 
 BriskServer::~BriskServer() {
+    // The probe worker outlives the handler and would otherwise go on using the
+    // platform freed first below: it is detached before anything is deleted.
+    if (mProbeHandler != nullptr) {
+        mProbeHandler->detachWorker();
+    }
     delete mPlatPtr;
     mPlatPtr = nullptr;
     delete mFreqClientPtr;
@@ -612,6 +618,12 @@ void BriskServer::dumpBriskServerInfo(int fd, const std::vector<std::string>& ar
         }
     } else {
         text.appendFormat("invalid parameter!\n");
+    }
+    // A descriptor that is not open gets nothing (glibc's dprintf would leak its
+    // buffer on the failed write).
+    if (fcntl(fd, F_GETFD) == -1) {
+        BRISK_LOGW("invalid dump FD, %d\n", fd);
+        return;
     }
     dprintf(fd, "%s\n", text.c_str());
 }

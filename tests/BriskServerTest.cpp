@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <thread>
 
 #include "platform/CfgFileResolver.h"
 #include "platform/JankLogSink.h"
@@ -404,6 +406,9 @@ TEST_F(BriskServerTest, DumpRefusesBadArgumentsWithAWarningAndWritesNothing) {
     EXPECT_TRUE(log.has(ANDROID_LOG_WARN, "there is too many dump parameter!\n"));
     server->dumpBriskServerInfo(-1, {"--help"});
     EXPECT_TRUE(log.has(ANDROID_LOG_WARN, "invalid dump FD, -1\n"));
+    server->dumpBriskServerInfo(9999, {"--logon"});
+    EXPECT_TRUE(log.has(ANDROID_LOG_WARN, "invalid dump FD, 9999\n"))
+        << "a descriptor that is not open is refused (the option still takes effect)";
 }
 
 TEST_F(BriskServerTest, ProbeEventsReachTheHandler) {
@@ -422,6 +427,22 @@ TEST_F(BriskServerTest, ServerCanBeDeletedRightAfterInitWhileItsProbeThreadStart
         auto server = std::make_unique<InspectableServer>();
         ASSERT_EQ(server->init(), 0);
     }  // the probe threads live on and must never read a deleted handler
+}
+
+TEST_F(BriskServerTest, ServerCanBeDeletedWhileItsProbeWorkerIsBoosting) {
+    auto server = startServer();
+    SimDevice::instance().setRecording(false);
+    const int start[1] = {0};
+    for (int tid = 1; tid <= 2000; ++tid) {
+        std::string msg = "pid=1|tid=" + std::to_string(tid);
+        server->briskEvent(4116, msg.c_str(), 1, start);
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    server.reset();  // the worker is mid-pass: it must let go before the platform is freed
+    long boosts = SimDevice::instance().callCount(Op::SetProbeTarget);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(SimDevice::instance().callCount(Op::SetProbeTarget), boosts)
+        << "a detached worker never reaches the platform again";
 }
 
 TEST_F(BriskServerTest, DeleteActionPtrFreesAWholeChain) {
