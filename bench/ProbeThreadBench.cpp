@@ -39,14 +39,25 @@ CpuShare measure(pid_t tid, int64_t windowNs) {
             static_cast<double>(wall) / 1e9};
 }
 
-void idle(benchmark::State& state) {
-    BriskServer* server = sharedServer();
-    pid_t tid = sharedProbeTid();
-    if (server == nullptr || tid == 0) {
+// The shared server and its probe thread, drained of earlier work; false (the
+// case skipped) when the thread cannot be found.
+bool findProbeThread(benchmark::State& state, BriskServer** server, pid_t* tid) {
+    *server = sharedServer();
+    *tid = sharedProbeTid();
+    if (*server == nullptr || *tid == 0) {
         state.SkipWithError("the probe thread could not be found");
-        return;
+        return false;
     }
     drain();
+    return true;
+}
+
+void idle(benchmark::State& state) {
+    BriskServer* server = nullptr;
+    pid_t tid = 0;
+    if (!findProbeThread(state, &server, &tid)) {
+        return;
+    }
     const int64_t window = benchSettings().quick ? 200000000LL : 1000000000LL;
     CpuShare share;
     for (auto _ : state) {
@@ -79,13 +90,11 @@ void idle(benchmark::State& state) {
 }
 
 void boostHeld(benchmark::State& state) {
-    BriskServer* server = sharedServer();
-    pid_t tid = sharedProbeTid();
-    if (server == nullptr || tid == 0) {
-        state.SkipWithError("the probe thread could not be found");
+    BriskServer* server = nullptr;
+    pid_t tid = 0;
+    if (!findProbeThread(state, &server, &tid)) {
         return;
     }
-    drain();
     SimDevice& device = SimDevice::instance();
     CpuShare share;
     bool boosted = false;
