@@ -1,4 +1,4 @@
-#include "BenchConfig.h"
+#include "bench/BenchConfig.h"
 
 #include <unistd.h>
 

@@ -1,4 +1,4 @@
-#include "BenchLog.h"
+#include "bench/BenchLog.h"
 
 #include <android/log.h>
 #include <fcntl.h>

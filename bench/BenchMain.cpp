@@ -7,11 +7,11 @@
 #include <string>
 #include <vector>
 
-#include "BenchLog.h"
-#include "BenchSettings.h"
-#include "Registry.h"
-#include "platform/JankLogSink.h"
-#include "platform/SimDevice.h"
+#include "bench/BenchLog.h"
+#include "bench/BenchSettings.h"
+#include "bench/Registry.h"
+#include "platform/sim/JankLogSink.h"
+#include "platform/sim/SimDevice.h"
 
 namespace {
 std::string loadAverage() {

@@ -1,13 +1,13 @@
-#include "BenchServer.h"
+#include "bench/BenchServer.h"
 
 #include <algorithm>
 #include <memory>
 #include <vector>
 
-#include "BenchConfig.h"
-#include "BenchLog.h"
-#include "ThreadClock.h"
-#include "platform/CfgFileResolver.h"
+#include "bench/BenchConfig.h"
+#include "bench/BenchLog.h"
+#include "bench/ThreadClock.h"
+#include "platform/sim/CfgFileResolver.h"
 #include "server/BriskServer.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "JsonReader.h"
+#include "bench/JsonReader.h"
 
 namespace {
 

@@ -6,12 +6,12 @@
 #include <thread>
 #include <vector>
 
-#include "BenchConfig.h"
-#include "BenchServer.h"
-#include "BenchSettings.h"
-#include "LatencyStats.h"
-#include "Registry.h"
-#include "ThreadClock.h"
+#include "bench/BenchConfig.h"
+#include "bench/BenchServer.h"
+#include "bench/BenchSettings.h"
+#include "bench/LatencyStats.h"
+#include "bench/Registry.h"
+#include "bench/ThreadClock.h"
 #include "server/BriskServer.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "CpuPlacement.h"
+#include "bench/CpuPlacement.h"
 
 #include <sched.h>
 #include <unistd.h>

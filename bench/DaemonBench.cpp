@@ -18,17 +18,17 @@
 #include <string>
 #include <vector>
 
-#include "BenchConfig.h"
-#include "BenchServer.h"
-#include "BenchSettings.h"
-#include "CpuPlacement.h"
-#include "LatencyStats.h"
-#include "Registry.h"
-#include "ThreadClock.h"
+#include "bench/BenchConfig.h"
+#include "bench/BenchServer.h"
+#include "bench/BenchSettings.h"
+#include "bench/CpuPlacement.h"
+#include "bench/LatencyStats.h"
+#include "bench/Registry.h"
+#include "bench/ThreadClock.h"
 #include "server/BriskServer.h"
-#include "tools/briskd/FrameChannel.h"
-#include "tools/briskd/Reply.h"
-#include "tools/briskd/Request.h"
+#include "tools/protocol/FrameChannel.h"
+#include "tools/protocol/Reply.h"
+#include "tools/protocol/Request.h"
 
 #ifndef BRISK_BRISKD_PATH
 #define BRISK_BRISKD_PATH ""

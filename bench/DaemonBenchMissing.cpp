@@ -2,7 +2,7 @@
 // is reported as not measured.
 #include <benchmark/benchmark.h>
 
-#include "Registry.h"
+#include "bench/Registry.h"
 
 void registerDaemonBenchmarks() {
     benchmark::RegisterBenchmark("daemon/not_built", [](benchmark::State& state) {

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "BenchConfig.h"
-#include "BenchLog.h"
-#include "BenchServer.h"
-#include "BenchSettings.h"
-#include "Registry.h"
-#include "platform/SimDevice.h"
+#include "bench/BenchConfig.h"
+#include "bench/BenchLog.h"
+#include "bench/BenchServer.h"
+#include "bench/BenchSettings.h"
+#include "bench/Registry.h"
+#include "platform/sim/SimDevice.h"
 #include "server/BriskServer.h"
 
 namespace {

@@ -7,9 +7,9 @@
 
 #include <map>
 
-#include "BenchLog.h"
-#include "BenchSettings.h"
-#include "Registry.h"
+#include "bench/BenchLog.h"
+#include "bench/BenchSettings.h"
+#include "bench/Registry.h"
 #include "server/BriskLog.h"
 
 namespace {

@@ -12,11 +12,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "BenchSettings.h"
-#include "CpuPlacement.h"
-#include "LatencyStats.h"
-#include "Registry.h"
-#include "ThreadClock.h"
+#include "bench/BenchSettings.h"
+#include "bench/CpuPlacement.h"
+#include "bench/LatencyStats.h"
+#include "bench/Registry.h"
+#include "bench/ThreadClock.h"
 
 namespace {
 

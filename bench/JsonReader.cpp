@@ -1,4 +1,4 @@
-#include "JsonReader.h"
+#include "bench/JsonReader.h"
 
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-#include "LatencyStats.h"
+#include "bench/LatencyStats.h"
 
 #include <algorithm>
 

@@ -5,11 +5,11 @@
 
 #include <vector>
 
-#include "BenchServer.h"
-#include "BenchSettings.h"
-#include "Registry.h"
-#include "ThreadClock.h"
-#include "platform/SimDevice.h"
+#include "bench/BenchServer.h"
+#include "bench/BenchSettings.h"
+#include "bench/Registry.h"
+#include "bench/ThreadClock.h"
+#include "platform/sim/SimDevice.h"
 #include "server/BriskServer.h"
 
 namespace {

@@ -7,14 +7,14 @@
 #include <memory>
 #include <string>
 
-#include "BenchConfig.h"
-#include "BenchLog.h"
-#include "BenchServer.h"
-#include "BenchSettings.h"
-#include "ProcessMemory.h"
-#include "Registry.h"
-#include "ThreadClock.h"
-#include "platform/CfgFileResolver.h"
+#include "bench/BenchConfig.h"
+#include "bench/BenchLog.h"
+#include "bench/BenchServer.h"
+#include "bench/BenchSettings.h"
+#include "bench/ProcessMemory.h"
+#include "bench/Registry.h"
+#include "bench/ThreadClock.h"
+#include "platform/sim/CfgFileResolver.h"
 #include "server/BriskServer.h"
 
 namespace {

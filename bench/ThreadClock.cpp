@@ -1,4 +1,4 @@
-#include "ThreadClock.h"
+#include "bench/ThreadClock.h"
 
 #include <dirent.h>
 #include <time.h>

@@ -2,9 +2,9 @@
 #include "platform/BriskPlat.h"
 
 #include "config/BriskParser.h"
-#include "platform/LinuxLoadXml.h"
-#include "platform/SimBackend.h"
-#include "platform/SimDevice.h"
+#include "platform/sim/LinuxLoadXml.h"
+#include "platform/sim/SimBackend.h"
+#include "platform/sim/SimDevice.h"
 
 BriskPlat::BriskPlat() : mParser(nullptr), mPerf(nullptr) {}
 

@@ -7,10 +7,10 @@
 #include <memory>
 #include <thread>
 
-#include "platform/CfgFileResolver.h"
-#include "platform/JankLogSink.h"
-#include "platform/SimDevice.h"
-#include "support/ServerHarness.h"
+#include "platform/sim/CfgFileResolver.h"
+#include "platform/sim/JankLogSink.h"
+#include "platform/sim/SimDevice.h"
+#include "tests/support/ServerHarness.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include "config/BriskLoadXml.h"
 #include "config/BriskParser.h"
 #include "platform/BriskPlat.h"
-#include "platform/CfgFileResolver.h"
-#include "platform/SimDevice.h"
-#include "support/LogCapture.h"
-#include "support/TempConfig.h"
+#include "platform/sim/CfgFileResolver.h"
+#include "platform/sim/SimDevice.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TempConfig.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 
 #include "freq/FreqClientManager.h"
 #include "platform/BriskPlat.h"
-#include "platform/JankLogSink.h"
-#include "platform/SimDevice.h"
-#include "support/LogCapture.h"
+#include "platform/sim/JankLogSink.h"
+#include "platform/sim/SimDevice.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 

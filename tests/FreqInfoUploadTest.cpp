@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "freq/FreqInfoUpload.h"
-#include "platform/JankLogSink.h"
-#include "support/LogCapture.h"
+#include "platform/sim/JankLogSink.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 

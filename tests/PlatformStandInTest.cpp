@@ -9,11 +9,11 @@
 #include <thread>
 
 #include "platform/BriskPlat.h"
-#include "platform/CfgFileResolver.h"
 #include "platform/DeviceApi.h"
-#include "platform/JankLogSink.h"
-#include "platform/SimDevice.h"
-#include "support/TempConfig.h"
+#include "platform/sim/CfgFileResolver.h"
+#include "platform/sim/JankLogSink.h"
+#include "platform/sim/SimDevice.h"
+#include "tests/support/TempConfig.h"
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <string>
 
 #include "platform/BriskPlat.h"
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
 #include "probe/ProbeHandler.h"
 #include "probe/ProbeItem.h"
-#include "support/LogCapture.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 

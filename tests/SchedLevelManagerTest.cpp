@@ -7,9 +7,9 @@
 #include <vector>
 
 #include "platform/BriskPlat.h"
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
 #include "sched/SchedLevelManager.h"
-#include "support/LogCapture.h"
+#include "tests/support/LogCapture.h"
 
 namespace {
 

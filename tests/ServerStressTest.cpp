@@ -9,9 +9,9 @@
 #include <functional>
 #include <thread>
 
-#include "platform/JankLogSink.h"
-#include "platform/SimDevice.h"
-#include "support/ServerHarness.h"
+#include "platform/sim/JankLogSink.h"
+#include "platform/sim/SimDevice.h"
+#include "tests/support/ServerHarness.h"
 
 namespace {
 

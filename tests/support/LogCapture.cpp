@@ -1,4 +1,4 @@
-#include "support/LogCapture.h"
+#include "tests/support/LogCapture.h"
 
 #include <android/log.h>
 

@@ -1,9 +1,9 @@
-#include "support/ServerHarness.h"
+#include "tests/support/ServerHarness.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
 
 std::string fullTestConfig() {
     return R"(

@@ -4,10 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/SimCall.h"
+#include "platform/sim/SimCall.h"
 #include "server/BriskServer.h"
-#include "support/LogCapture.h"
-#include "support/TempConfig.h"
+#include "tests/support/LogCapture.h"
+#include "tests/support/TempConfig.h"
 
 // A BriskServer that lets tests look at its bookkeeping.
 class InspectableServer : public BriskServer {

@@ -1,4 +1,4 @@
-#include "support/TempConfig.h"
+#include "tests/support/TempConfig.h"
 
 #include <stdlib.h>
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "platform/CfgFileResolver.h"
+#include "platform/sim/CfgFileResolver.h"
 
 TempConfig TempConfig::withCommands(const std::string& commands) {
     return TempConfig("<?xml version=\"1.0\"?>\n<policy>\n" + commands + "\n</policy>\n");

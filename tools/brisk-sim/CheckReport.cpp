@@ -1,4 +1,4 @@
-#include "CheckReport.h"
+#include "tools/brisk-sim/CheckReport.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "CommandLine.h"
+#include "tools/brisk-sim/CommandLine.h"
 
 #include <unistd.h>
 

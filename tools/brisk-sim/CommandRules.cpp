@@ -1,4 +1,4 @@
-#include "CommandRules.h"
+#include "tools/brisk-sim/CommandRules.h"
 
 #include <set>
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "CheckReport.h"
 #include "config/Action.h"
+#include "tools/brisk-sim/CheckReport.h"
 
 class BriskServer;
 

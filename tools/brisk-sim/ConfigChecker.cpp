@@ -1,15 +1,15 @@
-#include "ConfigChecker.h"
+#include "tools/brisk-sim/ConfigChecker.h"
 
 #include <algorithm>
 #include <memory>
 #include <set>
 
-#include "SimServer.h"
-#include "TranscriptHooks.h"
 #include "config/BriskLoadXml.h"
 #include "platform/BriskPlat.h"
 #include "platform/ConfigVocabulary.h"
-#include "platform/LinuxLoadXml.h"
+#include "platform/sim/LinuxLoadXml.h"
+#include "tools/brisk-sim/SimServer.h"
+#include "tools/brisk-sim/TranscriptHooks.h"
 
 namespace {
 const char kDuration[] = "duration";

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "CheckReport.h"
-#include "CommandRules.h"
-#include "RawConfigReader.h"
+#include "tools/brisk-sim/CheckReport.h"
+#include "tools/brisk-sim/CommandRules.h"
+#include "tools/brisk-sim/RawConfigReader.h"
 
 struct RawXmlData;
 

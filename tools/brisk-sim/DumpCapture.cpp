@@ -1,4 +1,4 @@
-#include "DumpCapture.h"
+#include "tools/brisk-sim/DumpCapture.h"
 
 #include <fcntl.h>
 #include <unistd.h>

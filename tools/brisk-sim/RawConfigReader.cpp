@@ -1,4 +1,4 @@
-#include "RawConfigReader.h"
+#include "tools/brisk-sim/RawConfigReader.h"
 
 #include <tinyxml2.h>
 

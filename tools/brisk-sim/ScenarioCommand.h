@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/SimCall.h"
+#include "platform/sim/SimCall.h"
 
 // One scenario line, understood: what to call and with which arguments.
 struct ScenarioCommand {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "ScenarioCommand.h"
+#include "tools/brisk-sim/ScenarioCommand.h"
 
 // Understands the tokens of one scenario line:
 //   device TAG=VALUE ...             fail OP CODE [COUNT]          init

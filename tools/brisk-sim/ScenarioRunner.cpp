@@ -1,14 +1,14 @@
-#include "ScenarioRunner.h"
+#include "tools/brisk-sim/ScenarioRunner.h"
 
 #include <algorithm>
 #include <chrono>
 #include <thread>
 #include <vector>
 
-#include "DumpCapture.h"
-#include "ScenarioParser.h"
-#include "ScenarioTokenizer.h"
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
+#include "tools/brisk-sim/DumpCapture.h"
+#include "tools/brisk-sim/ScenarioParser.h"
+#include "tools/brisk-sim/ScenarioTokenizer.h"
 
 using Kind = ScenarioCommand::Kind;
 

@@ -3,9 +3,9 @@
 #include <istream>
 #include <string>
 
-#include "ScenarioCommand.h"
-#include "SimServer.h"
-#include "TranscriptWriter.h"
+#include "tools/brisk-sim/ScenarioCommand.h"
+#include "tools/brisk-sim/SimServer.h"
+#include "tools/brisk-sim/TranscriptWriter.h"
 
 // Plays scenario lines against the service, one at a time, and writes what each
 // one does to the transcript: "> LINE" before it runs, then "= R" for the result

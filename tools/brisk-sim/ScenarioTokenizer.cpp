@@ -1,4 +1,4 @@
-#include "ScenarioTokenizer.h"
+#include "tools/brisk-sim/ScenarioTokenizer.h"
 
 namespace {
 bool isBlank(char c) {

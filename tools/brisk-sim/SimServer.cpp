@@ -1,4 +1,4 @@
-#include "SimServer.h"
+#include "tools/brisk-sim/SimServer.h"
 
 #include <pthread.h>
 #include <unistd.h>

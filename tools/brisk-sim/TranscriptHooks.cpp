@@ -1,4 +1,4 @@
-#include "TranscriptHooks.h"
+#include "tools/brisk-sim/TranscriptHooks.h"
 
 #include <android/log.h>
 
@@ -6,8 +6,8 @@
 #include <cstring>
 #include <string>
 
-#include "platform/JankLogSink.h"
-#include "platform/SimDevice.h"
+#include "platform/sim/JankLogSink.h"
+#include "platform/sim/SimDevice.h"
 #include "server/BriskLog.h"
 
 namespace {

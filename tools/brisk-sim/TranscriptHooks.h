@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TranscriptWriter.h"
+#include "tools/brisk-sim/TranscriptWriter.h"
 
 // Routes what the service and the simulated device do into the transcript, as it
 // happens and from whichever thread: every back-end call ("plat ..."), every line

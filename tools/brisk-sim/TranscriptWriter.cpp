@@ -1,4 +1,4 @@
-#include "TranscriptWriter.h"
+#include "tools/brisk-sim/TranscriptWriter.h"
 
 TranscriptWriter::TranscriptWriter(FILE* out) : mOut(out) {}
 

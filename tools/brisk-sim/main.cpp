@@ -7,13 +7,13 @@
 #include <iostream>
 #include <memory>
 
-#include "CommandLine.h"
-#include "ConfigChecker.h"
-#include "ScenarioRunner.h"
-#include "SimServer.h"
-#include "TranscriptHooks.h"
-#include "TranscriptWriter.h"
-#include "platform/CfgFileResolver.h"
+#include "platform/sim/CfgFileResolver.h"
+#include "tools/brisk-sim/CommandLine.h"
+#include "tools/brisk-sim/ConfigChecker.h"
+#include "tools/brisk-sim/ScenarioRunner.h"
+#include "tools/brisk-sim/SimServer.h"
+#include "tools/brisk-sim/TranscriptHooks.h"
+#include "tools/brisk-sim/TranscriptWriter.h"
 
 namespace {
 constexpr int kExitDone = 0;

@@ -3,7 +3,7 @@
 #include <strings.h>
 
 #include "platform/ConfigVocabulary.h"
-#include "tools/briskd/Protocol.h"
+#include "tools/protocol/Protocol.h"
 
 namespace {
 const char kGeneralHelp[] =

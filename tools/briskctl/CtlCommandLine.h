@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/briskd/Request.h"
+#include "tools/protocol/Request.h"
 
 // briskctl's command line turned into one request:
 //   briskctl [--socket PATH] [--timeout-ms MS] COMMAND ARG ...

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "tools/briskd/FrameChannel.h"
+#include "tools/protocol/FrameChannel.h"
 
 bool DaemonClient::connectSocket(UniqueFd* socketFd, std::string* error) {
     sockaddr_un address{};

@@ -2,9 +2,9 @@
 
 #include <string>
 
-#include "tools/briskd/Reply.h"
-#include "tools/briskd/Request.h"
-#include "tools/briskd/UniqueFd.h"
+#include "tools/protocol/Reply.h"
+#include "tools/protocol/Request.h"
+#include "tools/protocol/UniqueFd.h"
 
 // A client's side of one exchange with briskd: connect, send a request (with a
 // descriptor for a dump), wait for the reply.

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "tools/briskd/Reply.h"
-#include "tools/briskd/Request.h"
+#include "tools/protocol/Reply.h"
+#include "tools/protocol/Request.h"
 
 // Prints a reply the way briskctl shows it and chooses the exit status.
 class ReplyPrinter {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "tools/briskd/FrameChannel.h"
 #include "tools/briskd/PeerCredentials.h"
 #include "tools/briskd/RequestHandler.h"
-#include "tools/briskd/UniqueFd.h"
+#include "tools/protocol/FrameChannel.h"
+#include "tools/protocol/UniqueFd.h"
 
 // One client connection: reads requests one after another, hands them to the
 // handler and writes the replies, until the client leaves, breaks the protocol,

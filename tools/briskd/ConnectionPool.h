@@ -7,7 +7,7 @@
 #include <mutex>
 #include <thread>
 
-#include "tools/briskd/UniqueFd.h"
+#include "tools/protocol/UniqueFd.h"
 
 // The connection threads: at most `limit` at once, each serving one connection.
 // Finished threads are joined by reap(), which the accept loop calls whenever

@@ -13,8 +13,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "platform/CfgFileResolver.h"
-#include "platform/JankLogSink.h"
+#include "platform/sim/CfgFileResolver.h"
+#include "platform/sim/JankLogSink.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/Connection.h"
 #include "tools/briskd/DaemonLog.h"

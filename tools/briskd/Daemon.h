@@ -10,7 +10,7 @@
 #include "tools/briskd/PeerCredentials.h"
 #include "tools/briskd/ProbeTracker.h"
 #include "tools/briskd/SimRecorder.h"
-#include "tools/briskd/UniqueFd.h"
+#include "tools/protocol/UniqueFd.h"
 
 class BriskServer;
 class RequestHandler;

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "tools/briskd/Protocol.h"
+#include "tools/protocol/Protocol.h"
 
 namespace {
 bool parseBoundedInt(const std::string& text, int low, int high, int* out) {

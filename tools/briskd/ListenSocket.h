@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/briskd/UniqueFd.h"
+#include "tools/protocol/UniqueFd.h"
 
 // The daemon's listening Unix stream socket. Opening creates the missing parent
 // folders (mode 0755: only root writes there), replaces a stale socket file left

@@ -3,8 +3,8 @@
 #include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/PeerCredentials.h"
 #include "tools/briskd/ProbeTracker.h"
-#include "tools/briskd/Reply.h"
-#include "tools/briskd/Request.h"
+#include "tools/protocol/Reply.h"
+#include "tools/protocol/Request.h"
 
 class BriskServer;
 

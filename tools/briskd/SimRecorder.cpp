@@ -1,6 +1,6 @@
 #include "tools/briskd/SimRecorder.h"
 
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
 
 SimRecorder::~SimRecorder() {
     stop();

@@ -1,9 +1,9 @@
-#include "tools/briskd/FrameHeader.h"
+#include "tools/protocol/FrameHeader.h"
 
 #include <cstring>
 
-#include "tools/briskd/WireReader.h"
-#include "tools/briskd/WireWriter.h"
+#include "tools/protocol/WireReader.h"
+#include "tools/protocol/WireWriter.h"
 
 void FrameHeader::encode(uint8_t out[Protocol::kHeaderSize]) const {
     WireWriter writer;

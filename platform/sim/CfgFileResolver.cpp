@@ -1,4 +1,4 @@
-#include "platform/CfgFileResolver.h"
+#include "platform/sim/CfgFileResolver.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

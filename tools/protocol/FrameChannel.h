@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "tools/briskd/FrameHeader.h"
-#include "tools/briskd/UniqueFd.h"
+#include "tools/protocol/FrameHeader.h"
+#include "tools/protocol/UniqueFd.h"
 
 // Sends and receives whole frames on a connected Unix stream socket, with time
 // limits, passing descriptors beside a frame (SCM_RIGHTS). The socket itself is

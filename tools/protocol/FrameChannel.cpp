@@ -1,4 +1,4 @@
-#include "tools/briskd/FrameChannel.h"
+#include "tools/protocol/FrameChannel.h"
 
 #include <poll.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-#include "tools/briskd/Protocol.h"
+#include "tools/protocol/Protocol.h"
 
 constexpr uint8_t Protocol::kMagic[4];
 

@@ -1,7 +1,7 @@
-#include "tools/briskd/Request.h"
+#include "tools/protocol/Request.h"
 
-#include "tools/briskd/WireReader.h"
-#include "tools/briskd/WireWriter.h"
+#include "tools/protocol/WireReader.h"
+#include "tools/protocol/WireWriter.h"
 
 namespace {
 constexpr size_t kIntSize = 4;

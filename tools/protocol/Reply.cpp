@@ -1,7 +1,7 @@
-#include "tools/briskd/Reply.h"
+#include "tools/protocol/Reply.h"
 
-#include "tools/briskd/WireReader.h"
-#include "tools/briskd/WireWriter.h"
+#include "tools/protocol/WireReader.h"
+#include "tools/protocol/WireWriter.h"
 
 std::vector<uint8_t> Reply::encodeBody() const {
     WireWriter writer;

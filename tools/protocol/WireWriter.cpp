@@ -1,4 +1,4 @@
-#include "tools/briskd/WireWriter.h"
+#include "tools/protocol/WireWriter.h"
 
 void WireWriter::putU16(uint16_t value) {
     mBytes.push_back(static_cast<uint8_t>(value & 0xFF));

@@ -1,4 +1,4 @@
-#include "platform/SimCall.h"
+#include "platform/sim/SimCall.h"
 
 #include <cstring>
 

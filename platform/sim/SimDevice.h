@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "config/Action.h"
-#include "platform/SimCall.h"
+#include "platform/sim/SimCall.h"
 
 // The simulated device behind the Linux platform adapter: a table of device
 // values, a record of every call in arrival order and injectable faults. One per

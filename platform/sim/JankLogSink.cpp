@@ -1,4 +1,4 @@
-#include "platform/JankLogSink.h"
+#include "platform/sim/JankLogSink.h"
 
 #include <android/log.h>
 

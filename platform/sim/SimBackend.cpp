@@ -1,6 +1,6 @@
-#include "platform/SimBackend.h"
+#include "platform/sim/SimBackend.h"
 
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
 
 int SimBackend::doAction(const Action* action, unsigned int len, const int* payload) {
     return SimDevice::instance().doAction(action, len, payload);

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/briskd/Protocol.h"
+#include "tools/protocol/Protocol.h"
 
 // One request as the entry points take it. Which fields count depends on `type`:
 //   Event:     cmdId, msg, values (the payload; its length is values.size())

@@ -1,4 +1,4 @@
-#include "platform/SimDevice.h"
+#include "platform/sim/SimDevice.h"
 
 #include <time.h>
 

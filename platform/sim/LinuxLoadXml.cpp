@@ -1,4 +1,4 @@
-#include "platform/LinuxLoadXml.h"
+#include "platform/sim/LinuxLoadXml.h"
 
 #include <algorithm>
 

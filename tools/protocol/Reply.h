@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/briskd/Protocol.h"
+#include "tools/protocol/Protocol.h"
 
 // One reply. Every reply body has the same fields: the status, a message (empty
 // when the status is Ok), the entry point's result and the values read (only

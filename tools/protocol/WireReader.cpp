@@ -1,4 +1,4 @@
-#include "tools/briskd/WireReader.h"
+#include "tools/protocol/WireReader.h"
 
 bool WireReader::take(size_t size, const uint8_t** out) {
     if (size > mSize - mPos) {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "tools/briskd/Protocol.h"
+#include "tools/protocol/Protocol.h"
 
 // The 12-byte header in front of every request and reply.
 struct FrameHeader {

@@ -1,0 +1,351 @@
+#pragma once
+
+// The daemon tests' harness: a briskd child process on a socket in a temporary
+// folder, briskctl runs, and a raw client that speaks the wire format by hand
+// (as docs/protocol.md documents it), independent of the protocol library.
+#include <dirent.h>
+#include <fcntl.h>
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/types.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <initializer_list>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/ServerHarness.h"
+
+extern const char kBriskd[];
+extern const char kBriskctl[];
+constexpr uid_t kNobody = 65534;
+constexpr gid_t kNogroup = 65534;
+
+// Request types and reply statuses of protocol version 1.
+enum : uint16_t { kEvent = 1, kSet = 2, kGet = 3, kDump = 4, kVersion = 5 };
+enum : int32_t { kOk = 0, kDenied = 1, kBad = 2, kBadVersion = 3, kTooLarge = 4, kUnknown = 5 };
+enum : int32_t { kBusy = 6, kDumpBlocked = 7 };
+
+using Bytes = std::vector<uint8_t>;
+using Clock = std::chrono::steady_clock;
+
+using Bytes = std::vector<uint8_t>;
+using Clock = std::chrono::steady_clock;
+
+void put32(Bytes& out, uint32_t v);
+Bytes frame(uint16_t type, const Bytes& body, uint16_t version = 1);
+Bytes ints(std::initializer_list<int32_t> values);
+Bytes text(const std::string& s);
+Bytes concat(std::initializer_list<Bytes> parts);
+
+struct RawReply {
+    uint16_t type = 0;
+    int32_t status = -99;
+    std::string message;
+    int32_t result = -99;
+    std::vector<int32_t> values;
+};
+
+std::string readFile(const std::string& path);
+std::vector<std::string> splitLines(const std::string& all);
+// What arrives on `fd` until its end; "<no end>" when it does not end in time.
+std::string readToEnd(int fd, int ms);
+
+template <typename Pred>
+bool eventually(Pred pred, int ms = 10000) {
+    auto end = Clock::now() + std::chrono::milliseconds(ms);
+    while (Clock::now() < end) {
+        if (pred()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return pred();
+}
+
+// A connection that speaks the wire format by hand.
+class RawClient {
+public:
+    explicit RawClient(const std::string& path) {
+        mFd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        strncpy(address.sun_path, path.c_str(), sizeof(address.sun_path) - 1);
+        if (connect(mFd, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0) {
+            close(mFd);
+            mFd = -1;
+        }
+    }
+    ~RawClient() {
+        if (mFd >= 0) {
+            close(mFd);
+        }
+    }
+    bool connected() const { return mFd >= 0; }
+    int fd() const { return mFd; }
+
+    bool send(const Bytes& bytes, const std::vector<int>& fds = {}) {
+        iovec iov{const_cast<uint8_t*>(bytes.data()), bytes.size()};
+        msghdr message{};
+        message.msg_iov = &iov;
+        message.msg_iovlen = 1;
+        std::vector<char> control(CMSG_SPACE(sizeof(int) * fds.size()));
+        if (!fds.empty()) {
+            message.msg_control = control.data();
+            message.msg_controllen = control.size();
+            cmsghdr* c = CMSG_FIRSTHDR(&message);
+            c->cmsg_level = SOL_SOCKET;
+            c->cmsg_type = SCM_RIGHTS;
+            c->cmsg_len = CMSG_LEN(sizeof(int) * fds.size());
+            memcpy(CMSG_DATA(c), fds.data(), sizeof(int) * fds.size());
+        }
+        return sendmsg(mFd, &message, MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+    }
+
+    // Reads exactly `size` bytes; false on close or when nothing came in time.
+    bool readExact(uint8_t* out, size_t size, int timeoutMs) {
+        size_t got = 0;
+        while (got < size) {
+            pollfd p{mFd, POLLIN, 0};
+            if (poll(&p, 1, timeoutMs) <= 0) {
+                return false;
+            }
+            ssize_t n = recv(mFd, out + got, size - got, 0);
+            if (n <= 0) {
+                return false;
+            }
+            got += static_cast<size_t>(n);
+        }
+        return true;
+    }
+
+    bool receive(RawReply* reply, int timeoutMs = 10000) {
+        uint8_t header[12];
+        if (!readExact(header, sizeof(header), timeoutMs) || memcmp(header, "BRSK", 4) != 0) {
+            return false;
+        }
+        reply->type = static_cast<uint16_t>(header[6] | (header[7] << 8));
+        uint32_t size = get32(header + 8);
+        Bytes body(size);
+        if (size < 16 || !readExact(body.data(), size, timeoutMs)) {
+            return false;
+        }
+        reply->status = static_cast<int32_t>(get32(&body[0]));
+        uint32_t length = get32(&body[4]);
+        reply->message.assign(reinterpret_cast<const char*>(&body[8]), length);
+        reply->result = static_cast<int32_t>(get32(&body[8 + length]));
+        uint32_t count = get32(&body[12 + length]);
+        for (uint32_t i = 0; i < count; ++i) {
+            reply->values.push_back(static_cast<int32_t>(get32(&body[16 + length + 4 * i])));
+        }
+        return true;
+    }
+
+    RawReply call(uint16_t type, const Bytes& body, const std::vector<int>& fds = {}) {
+        RawReply reply;
+        if (send(frame(type, body), fds)) {
+            receive(&reply);
+        }
+        return reply;
+    }
+
+    // True when the daemon closes the connection within `ms` (replies still
+    // queued are read and dropped on the way).
+    bool closedWithin(int ms) {
+        auto end = Clock::now() + std::chrono::milliseconds(ms);
+        uint8_t buffer[4096];
+        while (Clock::now() < end) {
+            pollfd p{mFd, POLLIN, 0};
+            if (poll(&p, 1, 50) > 0 && recv(mFd, buffer, sizeof(buffer), MSG_DONTWAIT) <= 0) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    static uint32_t get32(const uint8_t* p) {
+        return p[0] | (p[1] << 8) | (p[2] << 16) | (static_cast<uint32_t>(p[3]) << 24);
+    }
+    int mFd = -1;
+};
+
+struct CtlRun {
+    int exitCode = -1;
+    std::string out;
+    std::string err;
+};
+
+// A briskd child process on a socket in its own folder, with the record and the
+// jank log in that folder. The folder is open to all, so that a child running
+// as another user can reach the socket.
+class DaemonHarness : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (access(kBriskd, X_OK) != 0 || access(kBriskctl, X_OK) != 0) {
+            GTEST_SKIP() << "briskd and briskctl are not built (BRISK_BUILD_TOOLS=OFF)";
+        }
+        char pattern[] = "/tmp/briskd-test-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        mDir = pattern;
+        chmod(mDir.c_str(), 0755);
+        mSocket = mDir + "/run/briskd.sock";
+        mRecord = mDir + "/record";
+        mConfig = mDir + "/brisk_config_cust.xml";
+        writeConfig(fullTestConfig());
+    }
+
+    void TearDown() override {
+        if (mDir.empty()) {
+            return;
+        }
+        if (mPid > 0) {
+            kill(mPid, SIGKILL);
+            waitpid(mPid, nullptr, 0);
+        }
+        if (HasFailure()) {
+            printf("---- briskd log ----\n%s\n", readFile(mDir + "/briskd.log").c_str());
+        }
+        std::string command = "rm -rf '" + mDir + "'";
+        ASSERT_EQ(system(command.c_str()), 0);
+    }
+
+    void writeConfig(const std::string& commands) {
+        std::ofstream(mConfig) << "<?xml version=\"1.0\"?>\n<policy>\n"
+                               << commands << "\n</policy>\n";
+    }
+
+    std::vector<std::string> daemonArgs(const std::vector<std::string>& extra) const {
+        std::vector<std::string> args = {kBriskd,    "--socket",   mSocket,
+                                         "--config", mConfig,      "--record",
+                                         mRecord,    "--jank-log", mDir + "/jank"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        return args;
+    }
+
+    // Runs briskd without waiting for it; stderr goes to the folder's log.
+    pid_t spawn(const std::vector<std::string>& args) {
+        std::vector<char*> argv;
+        for (const std::string& arg : args) {
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        }
+        argv.push_back(nullptr);
+        std::string log = mDir + "/briskd.log";
+        pid_t pid = fork();
+        if (pid == 0) {
+            int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+            dup2(fd, STDERR_FILENO);
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        return pid;
+    }
+
+    // Starts the daemon and waits until it answers.
+    void start(const std::vector<std::string>& extra = {}) {
+        mPid = spawn(daemonArgs(extra));
+        ASSERT_GT(mPid, 0);
+        bool up = eventually(
+            [this] {
+                RawClient client(mSocket);
+                return client.connected() && client.call(kVersion, {}).status == kOk;
+            },
+            20000);
+        ASSERT_TRUE(up) << "briskd did not start answering on " << mSocket;
+    }
+
+    // Sends `sig` and returns the exit status (-1 when it did not exit in time).
+    int stop(int sig = SIGTERM) {
+        kill(mPid, sig);
+        int status = 0;
+        bool done = eventually([&] { return waitpid(mPid, &status, WNOHANG) == mPid; }, 20000);
+        mPid = -1;
+        return done && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    // Runs a program to its end; as `asNobody` it runs as uid 65534, gid 65534.
+    CtlRun run(const std::vector<std::string>& args, bool asNobody = false) {
+        static std::atomic<int> counter{0};
+        int n = counter++;
+        std::string outPath = mDir + "/out" + std::to_string(n);
+        std::string errPath = mDir + "/err" + std::to_string(n);
+        std::vector<char*> argv;
+        for (const std::string& arg : args) {
+            argv.push_back(const_cast<char*>(arg.c_str()));
+        }
+        argv.push_back(nullptr);
+        pid_t pid = fork();
+        if (pid == 0) {
+            int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(out, STDOUT_FILENO);
+            dup2(err, STDERR_FILENO);
+            if (asNobody &&
+                (setgroups(0, nullptr) != 0 || setgid(kNogroup) != 0 || setuid(kNobody) != 0)) {
+                _exit(126);
+            }
+            execv(argv[0], argv.data());
+            _exit(127);
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        CtlRun result;
+        result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        result.out = readFile(outPath);
+        result.err = readFile(errPath);
+        return result;
+    }
+
+    CtlRun ctl(std::vector<std::string> args, bool asNobody = false) {
+        args.insert(args.begin(), {kBriskctl, "--socket", mSocket});
+        return run(args, asNobody);
+    }
+
+    std::vector<std::string> record() const { return splitLines(readFile(mRecord)); }
+
+    size_t countRecord(const std::string& prefix) const {
+        size_t n = 0;
+        for (const std::string& line : record()) {
+            n += line.compare(0, prefix.size(), prefix) == 0;
+        }
+        return n;
+    }
+
+    bool recordHas(const std::string& line) const {
+        for (const std::string& l : record()) {
+            if (l == line) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    size_t daemonFdCount() const {
+        size_t n = 0;
+        DIR* dir = opendir(("/proc/" + std::to_string(mPid) + "/fd").c_str());
+        while (dir != nullptr && readdir(dir) != nullptr) {
+            ++n;
+        }
+        if (dir != nullptr) {
+            closedir(dir);
+        }
+        return n;
+    }
+
+    std::string mDir;
+    std::string mSocket;
+    std::string mRecord;
+    std::string mConfig;
+    pid_t mPid = -1;
+};
