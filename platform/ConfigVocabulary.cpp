@@ -63,6 +63,14 @@ const char* ConfigVocabulary::nameForTag(int tag) {
     return nullptr;
 }
 
+std::vector<std::string> ConfigVocabulary::tagNames() {
+    std::vector<std::string> names;
+    for (const NamedTag& entry : kNamedTags) {
+        names.push_back(entry.name);
+    }
+    return names;
+}
+
 bool ConfigVocabulary::parseInt(const std::string& text, int* value) {
     if (text.find('\0') != std::string::npos) {
         return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // The names of the configuration language: parameter names that stand for
 // integer tags, and the strict number syntax of their values.
@@ -11,6 +12,8 @@ public:
     static bool tagForName(const std::string& name, int* tag);
     // The configuration name of a tag, or null when it has none.
     static const char* nameForTag(int tag);
+    // Every name that stands for a tag (tag_N aside), in the language's order.
+    static std::vector<std::string> tagNames();
     // A whole decimal int32 (optional sign, blanks around it allowed); false otherwise.
     static bool parseInt(const std::string& text, int* value);
 
