@@ -3,7 +3,8 @@
 # whole test suite under qemu-aarch64, the golden transcripts of brisk-sim
 # included. Installs what it needs on Debian 12 (as root, once): the cross
 # compiler, qemu-user, the arm64 architecture and the arm64 -dev packages, never
-# replacing or removing a native package. Build folder: build/aarch64.
+# replacing or removing a native package (scripts/install-packages.sh refuses
+# such a plan). Build folder: build/aarch64.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,66 +18,25 @@ jobs=$(nproc)
 started=$SECONDS
 phase() { echo "== $1 ($((SECONDS - started)) s) =="; }
 
-installed() {
-    dpkg-query -W -f='${Status}' "$1" 2>/dev/null | grep -q "install ok installed"
-}
-
-missing_of() {
-    local pkg
-    for pkg in "$@"; do
-        installed "$pkg" || echo "$pkg"
-    done
-}
-
-need_root() {
-    if [ "$(id -u)" -ne 0 ]; then
-        echo "test-aarch64: $1; run this script as root" >&2
-        exit 1
-    fi
-}
-
-# Installs packages after apt's dry run shows that no installed package would be
-# removed or replaced (an arm64 package that is not co-installable, such as
-# p7zip-full:arm64, takes the place of the native one).
-safe_install() {
-    local plan
-    plan=$(apt-get install -s --no-install-recommends "$@")
-    if grep -q '^Remv ' <<<"${plan}"; then
-        echo "test-aarch64: installing $* would remove installed packages; nothing done:" >&2
-        grep '^Remv ' <<<"${plan}" >&2
-        exit 1
-    fi
-    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "$@"
-}
-
 phase "setup"
 bash scripts/setup.sh
-mapfile -t missing < <(missing_of "${NATIVE[@]}")
-if [ ${#missing[@]} -gt 0 ]; then
-    need_root "missing packages: ${missing[*]}"
-    apt-get update -qq
-    safe_install "${missing[@]}"
-fi
+bash scripts/install-packages.sh "${NATIVE[@]}"
 added_arch=no
 if ! dpkg --print-foreign-architectures | grep -qx arm64; then
-    need_root "the arm64 architecture is not enabled"
+    if [ "$(id -u)" -ne 0 ]; then
+        echo "test-aarch64: the arm64 architecture is not enabled; run this script as root" >&2
+        exit 1
+    fi
     dpkg --add-architecture arm64
     added_arch=yes
 fi
-mapfile -t missing < <(missing_of "${TARGET[@]}")
-if [ ${#missing[@]} -gt 0 ]; then
-    need_root "missing packages: ${missing[*]}"
-    # A list fetched before arm64 was enabled knows no arm64 package.
-    if ! apt-cache show "${missing[0]}" >/dev/null 2>&1; then
+if ! bash scripts/install-packages.sh "${TARGET[@]}"; then
+    # Leave the machine as it was: no architecture without packages.
+    if [ "${added_arch}" = yes ]; then
+        dpkg --remove-architecture arm64
         apt-get update -qq
     fi
-    if ! (safe_install "${missing[@]}"); then
-        # Leave the machine as it was: no architecture without packages.
-        if [ "${added_arch}" = yes ]; then
-            dpkg --remove-architecture arm64 && apt-get update -qq
-        fi
-        exit 1
-    fi
+    exit 1
 fi
 
 # Debian's arm64 libbacktrace (under libutils) needs 7z.so from p7zip-full.
@@ -86,9 +46,9 @@ fi
 if [ ! -f "${libs}/usr/lib/p7zip/7z.so" ]; then
     download=$(mktemp -d)
     trap 'rm -rf "${download}"' EXIT
-    chmod 755 "${download}"
+    # apt fetches as its own user where it may write.
+    chown _apt "${download}" 2>/dev/null || true
     (cd "${download}" && apt-get download -qq p7zip-full:arm64)
-    mkdir -p "${libs}"
     dpkg-deb -x "${download}"/p7zip-full_*_arm64.deb "${download}/root"
     mkdir -p "${libs}/usr/lib/p7zip"
     cp "${download}/root/usr/lib/p7zip/7z.so" "${libs}/usr/lib/p7zip/"
