@@ -115,6 +115,10 @@ done
 for program in briskctl brisk-sim; do
     [ -f "/usr/share/bash-completion/completions/${program}" ] || fail "no completion for ${program}"
 done
+# shellcheck disable=SC2016 # expanded by the inner shell
+completion=$(bash -c '. /usr/share/bash-completion/completions/briskctl
+    COMP_WORDS=(briskctl get gpu_); COMP_CWORD=2; _briskctl; echo "${COMPREPLY[*]}"')
+[ "${completion}" = "gpu_min gpu_max" ] || fail "briskctl get gpu_<TAB> offers '${completion}'"
 # A host of the -dev package, with find_package and with pkg-config.
 CXXFLAGS="$(dpkg-buildflags --get CPPFLAGS) $(dpkg-buildflags --get CXXFLAGS)"
 LDFLAGS=$(dpkg-buildflags --get LDFLAGS)

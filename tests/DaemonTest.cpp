@@ -78,6 +78,10 @@ TEST_F(DaemonTest, EveryEntryPointReachesTheServiceThroughBriskctl) {
     // A probe start is boosted by the service's probe thread a little later.
     EXPECT_EQ(ctl({"event", "4116", "--msg", "pid=100|tid=123", "0"}).exitCode, 0);
     EXPECT_TRUE(eventually([this] { return recordHas("setProbeTarget 123 0"); }));
+    // Unstopped, the boost is taken back 256 ms later; from then on only
+    // requests change the record.
+    EXPECT_TRUE(eventually([this] { return recordHas("setProbeTarget 123 -1"); }));
+    EXPECT_TRUE(eventually([this] { return countRecord("doAction cmd=4116 ") == 2; }));
 
     // Usage errors never reach the daemon.
     size_t before = record().size();
