@@ -176,8 +176,24 @@ TEST_F(DaemonTest, PeerCredentialsDecideAndRefusalsChangeNothing) {
     EXPECT_EQ(countRecord("doAction cmd=100 duration=30 len=1 payload=1 "), 1u);
     EXPECT_EQ(ctl({"set", "FERN", "gpu_max=500000"}, true).exitCode, 0);
     EXPECT_TRUE(recordHas("setConfig 8:500000"));
-    // Other client ids (0 is the report switch) need the event right.
+    // The report switch needs the event right; any other client id is the admin's:
+    // the service would write a negative id's limits as they stand.
     EXPECT_EQ(ctl({"set", "0", "10000=65536"}, true).exitCode, 0);
+    size_t granted = record().size();
+    const std::vector<std::string> adminOnly[] = {
+        {"set", "-1", "little_cpu_max=1", "big_cpu_max=1", "gpu_max=1", "22=1", "12345=7"},
+        {"set", "0", "10000=65536", "gpu_max=1"},
+        {"set", "0", "40=1"},
+        {"set", "4", "gpu_max=1"},
+    };
+    for (const std::vector<std::string>& args : adminOnly) {
+        CtlRun refused = ctl(args, true);
+        EXPECT_EQ(refused.exitCode, 4) << args[1];
+        EXPECT_EQ(refused.err,
+                  "briskctl: permission denied: uid 65534 may not act as a client other than "
+                  "DUSK, FERN and MOSS\n");
+    }
+    EXPECT_EQ(record().size(), granted) << "a client id of the admin's reached the platform";
     EXPECT_EQ(ctl({"get", "gpu_max"}, true).out, "result 0\ngpu_max 500000\n");
     EXPECT_EQ(ctl({"version"}, true).exitCode, 0);
     EXPECT_EQ(stop(), 0);

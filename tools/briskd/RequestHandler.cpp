@@ -25,7 +25,8 @@ Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer
         case RequestType::Event:
             return permitted(peer, AccessPolicy::Right::Event, &refusal) ? event(request) : refusal;
         case RequestType::SetConfig:
-            return permitted(peer, AccessPolicy::rightForClient(request.clientId), &refusal)
+            return permitted(peer, AccessPolicy::rightForSet(request.clientId, request.tags),
+                             &refusal)
                        ? setConfig(request)
                        : refusal;
         case RequestType::GetConfig:
