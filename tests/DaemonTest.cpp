@@ -15,8 +15,11 @@
 
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <cstring>
 #include <fstream>
+#include <functional>
+#include <memory>
 #include <random>
 #include <sstream>
 #include <string>
@@ -365,6 +368,154 @@ TEST_F(DaemonTest, AFloodOfConnectionsIsCappedAndTheDaemonRecovers) {
     EXPECT_TRUE(eventually([&] { return daemonFdCount() <= baseFds; }))
         << "descriptors leaked: " << daemonFdCount() << " open, " << baseFds << " before";
     EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(DaemonTest, ShortConnectionsAreNeverTurnedAwayBelowTheLimit) {
+    // Each client closes before it connects again, so it never holds more than
+    // one connection: the limit is never reached, whether or not the daemon's
+    // thread for the closed connection has ended yet.
+    start({"--max-clients", "1"});
+    int refused = 0;
+    for (int i = 0; i < 300; ++i) {
+        RawClient client(mSocket);
+        refused += client.call(kVersion, {}).status != kOk;
+    }
+    EXPECT_EQ(refused, 0) << "of 300 connections one after another, with a limit of 1";
+    EXPECT_EQ(stop(), 0);
+
+    start();
+    std::atomic<int> refusedTogether{0};
+    std::vector<std::thread> clients;
+    for (int t = 0; t < 16; ++t) {
+        clients.emplace_back([&] {
+            for (int i = 0; i < 40; ++i) {
+                RawClient client(mSocket);
+                refusedTogether += client.call(kVersion, {}).status != kOk;
+            }
+        });
+    }
+    for (std::thread& client : clients) {
+        client.join();
+    }
+    EXPECT_EQ(refusedTogether, 0) << "of 16 clients connecting 40 times each, with a limit of 32";
+    EXPECT_EQ(stop(), 0);
+}
+
+// Holds `count` connections that each asked for the version; reports each answer.
+std::function<void(ChildAs&)> holdConnections(const std::string& socket, int count) {
+    return [socket, count](ChildAs& self) {
+        std::vector<std::unique_ptr<RawClient>> held;
+        std::string answers;
+        for (int i = 0; i < count; ++i) {
+            held.push_back(std::make_unique<RawClient>(socket));
+            RawReply reply = held.back()->call(kVersion, {});
+            answers += reply.status == kOk ? "ok" : reply.message;
+            answers += "\n";
+        }
+        self.report(answers);
+        self.waitForRelease();
+    };
+}
+
+TEST_F(DaemonTest, OneUserCannotTakeEveryConnectionAndRootKeepsAReserve) {
+    start({"--max-clients", "6", "--max-per-uid", "3", "--reserved", "2", "--timeout-ms", "60000"});
+    auto first = std::make_unique<ChildAs>(40001, holdConnections(mSocket, 4));
+    EXPECT_EQ(first->result(),
+              "ok\nok\nok\ntoo many connections from uid 40001 (limit 3); try again later\n");
+    {
+        ChildAs second(40002, holdConnections(mSocket, 2));
+        EXPECT_EQ(second.result(),
+                  "ok\ntoo many clients (the last 2 of 6 connections are kept for root and the "
+                  "daemon's user); try again later\n");
+        RawClient root1(mSocket);
+        RawClient root2(mSocket);
+        EXPECT_EQ(root1.call(kVersion, {}).status, kOk) << "root was kept out";
+        EXPECT_EQ(root2.call(kVersion, {}).status, kOk) << "root was kept out";
+        RawClient root3(mSocket);
+        RawReply full = root3.call(kVersion, {});
+        EXPECT_EQ(full.status, kBusy);
+        EXPECT_EQ(full.message, "too many clients (limit 6); try again later");
+    }
+    // Once the first user's clients have left, another user gets their places,
+    // even before the daemon's threads for them have ended.
+    first.reset();
+    ChildAs third(40002, holdConnections(mSocket, 3));
+    EXPECT_EQ(third.result(), "ok\nok\nok\n");
+    EXPECT_EQ(stop(), 0);
+}
+
+TEST_F(DaemonTest, ARequestFloodIsAnsweredBusyWhileOthersAreServed) {
+    start({"--rate", "10", "--uid-rate", "15"});
+    auto begin = Clock::now();
+    ChildAs flood(40003, [this](ChildAs& self) {
+        RawClient first(mSocket);
+        RawClient second(mSocket);
+        RawReply refusal;
+        std::string report;
+        // A connection over its own rate; then another of the same user over the
+        // user's rate, which the first has used up.
+        versionsUntilRefused(first, 1000, &refusal);
+        report += std::to_string(refusal.status) + " " + refusal.message + "\n";
+        versionsUntilRefused(second, 1000, &refusal);
+        report += std::to_string(refusal.status) + " " + refusal.message + "\n";
+        // Refused requests go on being answered, and the connection stays open.
+        int answered = 0;
+        for (int i = 0; i < 300; ++i) {
+            RawReply reply = first.call(kVersion, {});
+            answered += reply.status == kOk || reply.status == kBusy;
+        }
+        self.report(report + std::to_string(answered));
+    });
+    EXPECT_EQ(flood.result(),
+              "6 busy, retry later: this connection sends more than 10 values a second\n"
+              "6 busy, retry later: uid 40003 sends more than 15 values a second\n300");
+    ChildAs other(40004, holdConnections(mSocket, 1));
+    EXPECT_EQ(other.result(), "ok\n") << "another user was starved";
+    EXPECT_EQ(ctl({"version"}).exitCode, 0);
+    EXPECT_EQ(stop(), 0);
+    // The refusals are logged once a second at most.
+    auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - begin);
+    std::string log = readFile(mDir + "/briskd.log");
+    size_t lines = 0;
+    for (size_t at = 0; (at = log.find("over the request rate", at)) != std::string::npos; ++at) {
+        ++lines;
+    }
+    EXPECT_GE(lines, 1u);
+    EXPECT_LE(lines, static_cast<size_t>(seconds.count()) + 1);
+}
+
+TEST_F(DaemonTest, ProbeEventsNameOnlyThreadsOfTheCallersOwnProcess) {
+    start({"--allow", "event=uid:40005"});
+    ChildAs child(40005, [this](ChildAs& self) {
+        RawClient client(mSocket);
+        std::string report;
+        for (pid_t tid : {getppid(), 0, INT_MAX, getpid()}) {
+            std::string msg = "pid=" + std::to_string(getpid()) + "|tid=" + std::to_string(tid);
+            RawReply reply = client.call(kEvent, concat({ints({4116}), text(msg), ints({1, 0})}));
+            report += std::to_string(reply.status) + " " + reply.message + "\n";
+        }
+        self.report(report);
+        self.waitForRelease();  // the thread lives until its boost has been seen
+    });
+    const std::string self = std::to_string(getpid());
+    const std::string childPid = std::to_string(child.pid());
+    EXPECT_EQ(child.result(),
+              "1 permission denied: uid 40005 may not boost threads of other processes: thread " +
+                  self + " is not a thread of pid " + childPid +
+                  "\n"
+                  "2 probe: thread id 0 names no thread\n"
+                  "2 probe: thread id 2147483647 names no thread\n"
+                  "0 \n");
+    EXPECT_TRUE(eventually([&] { return recordHas("setProbeTarget " + childPid + " 0"); }));
+    // Root may name another process's thread, but no thread 0 either.
+    EXPECT_EQ(ctl({"event", "4116", "--msg", "pid=1|tid=" + childPid, "0"}).exitCode, 0);
+    CtlRun zero = ctl({"event", "4116", "--msg", "pid=1|tid=0", "0"});
+    EXPECT_EQ(zero.exitCode, 5);
+    EXPECT_EQ(zero.err, "briskctl: probe: thread id 0 names no thread\n");
+    EXPECT_EQ(stop(), 0);
+    EXPECT_EQ(countRecord("setProbeTarget " + self + " "), 0u);
+    EXPECT_EQ(countRecord("setProbeTarget 0 "), 0u);
+    EXPECT_EQ(countRecord("setProbeTarget 2147483647 "), 0u);
 }
 
 TEST_F(DaemonTest, StartUpRefusesLiveDaemonsBadPathsAndBrokenConfigurations) {
