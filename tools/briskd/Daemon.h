@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 
 #include "tools/briskd/AccessPolicy.h"
@@ -9,6 +8,7 @@
 #include "tools/briskd/ListenSocket.h"
 #include "tools/briskd/PeerCredentials.h"
 #include "tools/briskd/ProbeTracker.h"
+#include "tools/briskd/RateLimits.h"
 #include "tools/briskd/SimRecorder.h"
 #include "tools/protocol/UniqueFd.h"
 
@@ -40,7 +40,6 @@ private:
     bool startServer();
     void serveUntilSignalled();
     void acceptPending();
-    void noteBusyRefusal(const PeerCredentials& peer);
     void shutDown();
 
     DaemonOptions mOptions;
@@ -53,6 +52,5 @@ private:
     BriskServer* mServer = nullptr;
     std::unique_ptr<RequestHandler> mHandler;
     std::unique_ptr<ConnectionPool> mPool;
-    long mBusyRefusals = 0;
-    std::chrono::steady_clock::time_point mLastBusyLog{};
+    std::unique_ptr<RateLimits> mRates;
 };

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "probe/ProbeHandler.h"
 #include "server/BriskServer.h"
 
 namespace {
@@ -24,7 +25,7 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
     // The same reading of the message as the service's; only accepted events with
     // a whole message can have touched the queues.
     if (result != 0 || values.size() != 1 ||
-        sscanf(msg.c_str(), "pid=%d|tid=%d", &pid, &tid) != 2) {
+        ProbeHandler::scanMessage(msg.c_str(), &pid, &tid) != 2) {
         return result;
     }
     if (values[0] == kProbeStart) {
