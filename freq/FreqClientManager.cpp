@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
 #include "server/BriskLog.h"
 #include "server/RelaxedAccess.h"
@@ -38,16 +39,6 @@ constexpr int kUploadEnableBit = 0x10000;
 
 // Start of the search for the lowest ceiling: no ceiling found yet.
 constexpr int kNoCeiling = INT_MAX;
-
-bool isFloorTag(int tag) {
-    return tag == BRISK_TAG_LITTLE_CPU_MIN || tag == BRISK_TAG_BIG_CPU_MIN ||
-           tag == BRISK_TAG_GPU_MIN;
-}
-
-bool isCeilingTag(int tag) {
-    return tag == BRISK_TAG_LITTLE_CPU_MAX || tag == BRISK_TAG_BIG_CPU_MAX ||
-           tag == BRISK_TAG_GPU_MAX;
-}
 
 // A request's arrays must hold tagLen readable entries.
 bool checkArrays(int tagLen, const int* tags, const int* configs) {
@@ -267,7 +258,7 @@ int FreqClientManager::getNewConfig(int clientId, int tag, int config) {
 }
 
 int FreqClientManager::getConfigWithSceneEvent(int config, int tag) {
-    if (!isCeilingTag(tag)) {
+    if (!Vocabulary::isFreqCeilingTag(tag)) {
         return config;
     }
     int eventCeiling = getSceneConfig(tag);
@@ -349,9 +340,9 @@ int FreqClientManager::doPerfEventConfig(int cmdId, int tagLen, const int* tags,
     for (int i = 0; i < tagLen; ++i) {
         int tag = tags[i];
         int value;
-        if (isFloorTag(tag)) {
+        if (Vocabulary::isFreqFloorTag(tag)) {
             value = getMaxFreqFromMap(cmdId, onOff, values[i], *mFreqMap[tag]);
-        } else if (isCeilingTag(tag)) {
+        } else if (Vocabulary::isFreqCeilingTag(tag)) {
             value = getMinFreqFromMap(cmdId, onOff, tag, values[i], *mFreqMap[tag]);
         } else {
             BRISK_LOGE("invalid tag %d, cmdId is %d", tag, cmdId);
@@ -363,8 +354,8 @@ int FreqClientManager::doPerfEventConfig(int cmdId, int tagLen, const int* tags,
     }
 
     // An event going off is cleared even when the check below refuses the write.
-    if (onOff == -1) {
-        saveDataToMap(cmdId, -1, request);
+    if (onOff == Vocabulary::kEnd) {
+        saveDataToMap(cmdId, Vocabulary::kEnd, request);
     }
 
     // Unnamed tags count as 0 and so always pass.
@@ -372,11 +363,8 @@ int FreqClientManager::doPerfEventConfig(int cmdId, int tagLen, const int* tags,
         auto it = result.find(tag);
         return it == result.end() ? 0 : it->second;
     };
-    const int pairs[][2] = {{BRISK_TAG_LITTLE_CPU_MIN, BRISK_TAG_LITTLE_CPU_MAX},
-                            {BRISK_TAG_BIG_CPU_MIN, BRISK_TAG_BIG_CPU_MAX},
-                            {BRISK_TAG_GPU_MIN, BRISK_TAG_GPU_MAX}};
-    for (const auto& pair : pairs) {
-        if (!isFreqValValid(resultOf(pair[0]), resultOf(pair[1]))) {
+    for (const Vocabulary::FloorAndCeiling& pair : Vocabulary::kFreqLimitPairs) {
+        if (!isFreqValValid(resultOf(pair.floor), resultOf(pair.ceiling))) {
             BRISK_LOGI(
                 "freq is invalid(min > freq), cmdId is %d, (l_cpu(%d,%d), b_cpu(%d, %d), "
                 "gpu(%d, %d))",
@@ -387,8 +375,8 @@ int FreqClientManager::doPerfEventConfig(int cmdId, int tagLen, const int* tags,
         }
     }
 
-    if (onOff == 0) {
-        saveDataToMap(cmdId, 0, request);
+    if (onOff == Vocabulary::kBegin) {
+        saveDataToMap(cmdId, Vocabulary::kBegin, request);
     }
 
     PerfBackend* backend = perf();
@@ -408,7 +396,7 @@ int FreqClientManager::getMaxFreqFromMap(int cmdId, int onOff, int value,
             highest = entry.second;
         }
     }
-    return (onOff == 0 && value > highest) ? value : highest;
+    return (onOff == Vocabulary::kBegin && value > highest) ? value : highest;
 }
 
 int FreqClientManager::getMinFreqFromMap(int cmdId, int onOff, int tag, int value,
@@ -423,7 +411,7 @@ int FreqClientManager::getMinFreqFromMap(int cmdId, int onOff, int tag, int valu
     if (clients >= 1 && clients < lowest) {
         lowest = clients;
     }
-    if (onOff != 0) {
+    if (onOff != Vocabulary::kBegin) {
         return lowest == kNoCeiling ? 0 : lowest;
     }
     // Deliberately plain: an event asking for 0 (or less) while on gets it.
@@ -433,7 +421,7 @@ int FreqClientManager::getMinFreqFromMap(int cmdId, int onOff, int tag, int valu
 void FreqClientManager::saveDataToMap(int cmdId, int onOff, std::map<int, int>& request) {
     for (const auto& entry : request) {
         if (entry.second >= 1) {
-            setMapFreq(cmdId, entry.first, onOff == 0 ? entry.second : 0);
+            setMapFreq(cmdId, entry.first, onOff == Vocabulary::kBegin ? entry.second : 0);
         }
     }
 }
@@ -450,7 +438,7 @@ bool FreqClientManager::isFreqValValid(int minFreq, int maxFreq) {
 }
 
 int FreqClientManager::getSceneConfig(int tag) {
-    if (!isCeilingTag(tag)) {
+    if (!Vocabulary::isFreqCeilingTag(tag)) {
         return 0;
     }
     return getMinConfig(*mFreqMap[tag]);

@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <utils/ThreadDefs.h>
 
+#include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
 #include "probe/ProbeItem.h"
 #include "server/BriskLog.h"
@@ -12,6 +13,7 @@ using android::sp;
 
 namespace {
 constexpr nsecs_t kNsPerMs = 1000000;
+constexpr nsecs_t kBoostHoldNs = Vocabulary::kProbeHoldMs * kNsPerMs;
 const char kThreadName[] = "ProbeThread";
 constexpr useconds_t kDetachPollUs = 1000;
 }  // namespace
@@ -31,8 +33,8 @@ ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, A
     pthread_condattr_destroy(&attr);
     // Written into the caller's record on purpose: the capped value is what the
     // platform sees on every boost.
-    if (action != nullptr && action->duration > kMaxDuration) {
-        action->duration = kMaxDuration;
+    if (action != nullptr && action->duration > Vocabulary::kProbeDurationCap) {
+        action->duration = Vocabulary::kProbeDurationCap;
     }
 }
 
@@ -84,11 +86,11 @@ void ProbeHandler::ProbeThread::applyProbeState(unsigned int tid, int state, con
 }
 
 void ProbeHandler::ProbeThread::handleBoostItem(unsigned int tid) {
-    applyProbeState(tid, kProbeStart, "handleBoostItem doAction failed");
+    applyProbeState(tid, Vocabulary::kBegin, "handleBoostItem doAction failed");
 }
 
 void ProbeHandler::ProbeThread::handleUnboostItem(unsigned int tid) {
-    applyProbeState(tid, kProbeStop, "handleUnBoostItem doAction failed");
+    applyProbeState(tid, Vocabulary::kEnd, "handleUnBoostItem doAction failed");
 }
 
 void ProbeHandler::ProbeThread::addItemToQueue(unsigned int pid, unsigned int tid) {

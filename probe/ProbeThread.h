@@ -25,7 +25,7 @@ public:
     class ProbeItem;
     using ItemQueue = android::KeyedVector<unsigned int, android::sp<ProbeItem>>;
 
-    // Caps the probe Action's duration at kMaxDuration, in the caller's record.
+    // Caps the probe Action's duration, in the caller's record.
     ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action);
     // Deletes the Action's head record only.
     ~ProbeThread() override;
@@ -59,11 +59,6 @@ public:
     // handler nor touches the queues or the platform: a pass under way is waited
     // for, and the worker stays asleep on mCond for the rest of the process.
     void detachHandler();
-
-    static constexpr nsecs_t kBoostHoldNs = 256000000;
-    static constexpr int kProbeStart = 0;
-    static constexpr int kProbeStop = -1;
-    static constexpr int kMaxDuration = 100;
 
     pthread_mutex_t mLock;
     ProbeHandler& mHandler;

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "config/Vocabulary.h"
 #include "server/BriskLog.h"
 #include "server/RelaxedAccess.h"
 
@@ -33,10 +34,6 @@ const GroupLabel kEasPrintOrder[SCHED_MAX_GROUP_NUM] = {
     {BRISK_TAG_GROUP_SYSTEM_BACKGROUND, label18("system-background,")},
     {BRISK_TAG_GROUP_BACKGROUND, label18("background,       ")},
 };
-
-bool isGroupTag(int tag) {
-    return tag >= BRISK_TAG_GROUP_FIRST && tag <= BRISK_TAG_GROUP_LAST;
-}
 
 constexpr int kGroupCount = BRISK_TAG_GROUP_LAST - BRISK_TAG_GROUP_FIRST + 1;
 
@@ -94,9 +91,9 @@ void SchedLevelManager::initSchedLevelMap(std::map<int, int>& m) {
 }
 
 void SchedLevelManager::initSchedLevelVec() {
-    static const int kLadder[] = {-20, -10, 0, 10, 20, 30, 40};
+    static_assert(Vocabulary::kSchedLadderSize <= SCHED_LEVEL_CAPACITY, "the ladder fits");
     mSchedLevelNum = 0;
-    for (int level : kLadder) {
+    for (int level : Vocabulary::kSchedLadder) {
         mSchedLevels[mSchedLevelNum++] = level;
     }
 }
@@ -176,7 +173,7 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
         return -1;
     }
     for (int i = 0; i < n; ++i) {
-        if (!isGroupTag(action->tagValues[2 * i])) {
+        if (!Vocabulary::isGroupTag(action->tagValues[2 * i])) {
             BRISK_LOGD("cmdId(%d) (duration=0) does not support other tags except sched level!",
                        cmdId);
             return -1;
@@ -185,7 +182,7 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
 
     pthread_mutex_lock(&mMutex);
     int result;
-    if (cmdId == BRISK_CMD_SCHED_DEFAULT) {
+    if (cmdId == Vocabulary::kDefaultGroupCmdId) {
         // Only stored: the defaults reach the platform with the next computation.
         result = initDefaultSchedLevel(n, action->tagValues, defaultTags, defaultLevels);
     } else {
@@ -216,7 +213,7 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
 
 bool SchedLevelManager::updateSchedLevelMapIfNeeded(const Action* action) {
     const int n = action->tagPairCount();
-    if (action->cmdId == BRISK_CMD_MOSS_SCHED_COND) {
+    if (action->cmdId == Vocabulary::kMossSchedCondCmdId) {
         // Only groups whose event level still sits at the saved base follow.
         for (int i = 0; i < n; ++i) {
             int tag = action->tagValues[2 * i];
@@ -228,7 +225,7 @@ bool SchedLevelManager::updateSchedLevelMapIfNeeded(const Action* action) {
             }
         }
     } else {
-        if (action->cmdId == BRISK_CMD_MOSS_SCHED_BASE && !mMossBaseSaved) {
+        if (action->cmdId == Vocabulary::kMossSchedBaseCmdId && !mMossBaseSaved) {
             updateMossSchedValue(action, mMossBaseMap);
             mMossBaseSaved = true;
         }
@@ -346,11 +343,11 @@ int SchedLevelManager::getSchedGroup(int word) {
 
 std::map<int, int>* SchedLevelManager::getSchedLevelMap(int clientId) {
     switch (clientId) {
-        case 1:
+        case FREQ_CLIENT_DUSK:
             return &mDuskMap;
-        case 2:
+        case FREQ_CLIENT_FERN:
             return &mFernMap;
-        case 3:
+        case FREQ_CLIENT_MOSS:
             return &mMossMap;
         default:
             BRISK_LOGE("invalid clientId is %d", clientId);

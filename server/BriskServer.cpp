@@ -7,26 +7,18 @@
 #include <cstdlib>
 
 #include "config/BriskParser.h"
+#include "config/Vocabulary.h"
 #include "freq/FreqClientManager.h"
 #include "platform/BriskPlat.h"
 #include "probe/ProbeHandler.h"
 #include "sched/SchedLevelManager.h"
 #include "server/BriskLog.h"
+#include "server/EventRouter.h"
+
+using V = Vocabulary;
 
 namespace {
-const char kPriorityKey[] = "priority";
-constexpr int kPlatformItemTag = 10;
-constexpr int kSchedLevelTag = 40;
-constexpr int kGroupSchedLevelTag = 42;
-constexpr int kFreqInfoUploadTag = 10000;
-constexpr int kReportSwitchClient = 0;
-constexpr int kSceneBegin = 0;
-constexpr int kSceneEnd = -1;
 constexpr size_t kMaxDumpArgLen = 512;
-
-bool inRange(int value, int first, int last) {
-    return value >= first && value <= last;
-}
 }  // namespace
 
 BriskServer::BriskServer()
@@ -113,7 +105,7 @@ int BriskServer::init() {
     }
     // The default groups go through the virtual entry, so a subclass sees them too.
     mInited = true;
-    r = briskEvent(kDefaultGroupCmdId, "", 0, nullptr);
+    r = briskEvent(V::kDefaultGroupCmdId, "", 0, nullptr);
     if (r != 0) {
         mInited = false;
         deleteObject();
@@ -123,7 +115,7 @@ int BriskServer::init() {
     // A missing probe command leaves the rest of the service running: only probe
     // events fail afterwards.
     Action* probeAction = new Action();
-    if (parseCommand(kProbeCmdId, probeAction) != 0) {
+    if (parseCommand(V::kProbeCmdId, probeAction) != 0) {
         deleteActionPtr(probeAction);
         BRISK_LOGE("doParse probe event failed!");
         return kResultComponentMissing;
@@ -147,55 +139,63 @@ int BriskServer::briskEvent(int cmdId, const char* msg, unsigned int len, const 
     if (mLogOn.load(std::memory_order_relaxed)) {
         BRISK_LOGI("briskEvent cmdId=%d", cmdId);
     }
-    if (cmdId == kProbeCmdId) {
+    // The probe route needs neither the platform nor the configuration here.
+    if (cmdId == V::kProbeCmdId) {
         return doProbeEvent(msg, len, payload);
     }
     if (mPlatPtr == nullptr) {
         BRISK_LOGE("init mPlatPtr failed!");
         return kResultComponentMissing;
     }
-    if (cmdId < kClientRestartCmdId) {
-        return doPlainEvent(cmdId, len, payload);
+    // Lives for the call; its `next` chain belongs to the parser. Ids that read no
+    // step keep the default duration.
+    Action action;
+    if (EventRouter::readsStep(cmdId)) {
+        int r = parseCommand(cmdId, &action);
+        if (r != 0) {
+            BRISK_LOGE("briskEvent doParse failed! cmdId=%d, errno=%d", cmdId, r);
+            return kResultParseFailed;
+        }
     }
-    return doNotificationEvent(cmdId, len, payload);
+    switch (EventRouter::route(cmdId, action.duration)) {
+        case EventRouter::Route::Probe:
+            return doProbeEvent(msg, len, payload);
+        case EventRouter::Route::Scene:
+        case EventRouter::Route::GovernorScene:
+        case EventRouter::Route::RestartNotice:
+            return doSpecialSceneEvent(cmdId, len, payload);
+        case EventRouter::Route::OnOff:
+            return doOnOffAction(&action, len, payload);
+        case EventRouter::Route::SchedEvent:
+            return doSchedEvent(action);
+        case EventRouter::Route::PlatformAction:
+            return doPlatformAction(action, len, payload);
+        case EventRouter::Route::ReportSwitch:
+            return doNotificationEvent(cmdId, len, payload);
+        case EventRouter::Route::Ignored:
+            break;
+    }
+    return kResultOk;
 }
 
-int BriskServer::doPlainEvent(int cmdId, unsigned int len, const int* payload) {
-    Action action;
-    int r = parseCommand(cmdId, &action);
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doParse failed! cmdId=%d, errno=%d", cmdId, r);
-        return kResultParseFailed;
+int BriskServer::doSchedEvent(const Action& action) {
+    if (mSchedLevelPtr == nullptr) {
+        BRISK_LOGE("init mSchedLevelPtr failed!");
+        return kResultComponentMissing;
     }
-    if (action.duration < 0) {
-        return kResultOk;
+    if (mSchedLevelPtr->doEventSchedLevel(&action) != 0) {
+        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", action.cmdId);
+        return kResultExecutorFailed;
     }
-    if (inRange(cmdId, kSceneFirstCmdId, kSceneLastCmdId)) {
-        return doSpecialSceneEvent(cmdId, len, payload);
-    }
-    if (inRange(cmdId, kOnOffFirstCmdId, kOnOffLastCmdId)) {
-        return doOnOffAction(&action, len, payload);
-    }
-    if (action.duration == 0) {
-        if (mSchedLevelPtr == nullptr) {
-            BRISK_LOGE("init mSchedLevelPtr failed!");
-            return kResultComponentMissing;
-        }
-        r = mSchedLevelPtr->doEventSchedLevel(&action);
-    } else {
-        PerfBackend* perf = mPlatPtr->mPerf;
-        if (perf == nullptr) {
-            BRISK_LOGE("briskEvent doAction failed! cmdId=%d", cmdId);
-            return kResultExecutorFailed;
-        }
-        if (len > 0 && payload == nullptr) {
-            BRISK_LOGE("invalid payload, len=%u but payload is NULL, cmdId=%d", len, cmdId);
-            return kResultInvalidParam;
-        }
-        r = perf->doAction(&action, len, payload);
-    }
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", cmdId);
+    return kResultOk;
+}
+
+int BriskServer::doPlatformAction(const Action& action, unsigned int len, const int* payload) {
+    // The host's length and payload go to the back-end as they are: a back-end takes
+    // a null payload for none, whatever the length.
+    PerfBackend* perf = mPlatPtr->mPerf;
+    if (perf == nullptr || perf->doAction(&action, len, payload) != 0) {
+        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", action.cmdId);
         return kResultExecutorFailed;
     }
     return kResultOk;
@@ -214,22 +214,24 @@ int BriskServer::doProbeEvent(const char* msg, unsigned int len, const int* payl
 }
 
 int BriskServer::doNotificationEvent(int cmdId, unsigned int len, const int* payload) {
-    if (cmdId == kFreqReportSwitchCmdId) {
-        if (len != 1 || payload == nullptr) {
-            return kResultOk;
+    switch (EventRouter::route(cmdId, EventRouter::kNoStep)) {
+        case EventRouter::Route::ReportSwitch: {
+            if (len != 1 || payload == nullptr) {
+                return kResultOk;
+            }
+            const int tags[1] = {BRISK_TAG_FREQ_INFO_UPLOAD};
+            const int configs[1] = {payload[0]};
+            return briskSetConfig(V::kReportSwitchClient, 1, tags, configs);
         }
-        const int tags[1] = {kFreqInfoUploadTag};
-        const int configs[1] = {payload[0]};
-        return briskSetConfig(kReportSwitchClient, 1, tags, configs);
+        case EventRouter::Route::RestartNotice:
+            return doSpecialSceneEvent(cmdId, len, payload);
+        default:
+            return kResultOk;
     }
-    if (cmdId == kClientRestartCmdId) {
-        return doSpecialSceneEvent(cmdId, len, payload);
-    }
-    return kResultOk;
 }
 
 bool BriskServer::isParamValid(unsigned int len, const int* payload) {
-    return len == 1 && payload != nullptr && (payload[0] == kSceneBegin || payload[0] == kSceneEnd);
+    return len == 1 && payload != nullptr && (payload[0] == V::kBegin || payload[0] == V::kEnd);
 }
 
 int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int* payload) {
@@ -246,20 +248,20 @@ int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int
     if (action->duration >= 1) {
         return perf != nullptr ? perf->doAction(action, 1, payload) : -1;
     }
-    int tags[kMaxOnOffPairs];
-    int values[kMaxOnOffPairs];
+    int tags[V::kMaxOnOffPairs];
+    int values[V::kMaxOnOffPairs];
     int count = 0;
     bool hasPlatformItems = false;
     const int pairs = action->tagPairCount();
     for (int i = 0; i < pairs; ++i) {
         int tag = action->tagValues[2 * i];
         int value = action->tagValues[2 * i + 1];
-        bool overflow = tag != kPlatformItemTag && count == kMaxOnOffPairs;
+        bool overflow = tag != V::kPlatformItemTag && count == V::kMaxOnOffPairs;
         if (value < 1 || overflow) {
             BRISK_LOGE("invalid parameters, cmdId is %d", action->cmdId);
             return kResultInvalidParam;
         }
-        if (tag == kPlatformItemTag) {
+        if (tag == V::kPlatformItemTag) {
             hasPlatformItems = true;
             continue;
         }
@@ -295,15 +297,10 @@ void BriskServer::initExistingPriority() {
 
 void BriskServer::initPriorityMap() {
     // 4352, though a scene id, is deliberately not loaded here.
-    for (int cmdId = kSceneFirstCmdId; cmdId < kSceneLastCmdId; ++cmdId) {
+    for (int cmdId = V::kSceneFirstCmdId; cmdId < V::kSceneLastCmdId; ++cmdId) {
         Action action;
-        if (parseCommand(cmdId, &action) != 0 || action.tagCount < 1) {
-            continue;
-        }
-        int priority =
-            cmdId >= kGovernorFirstCmdId ? getInterPriority(&action) : getPriority(&action);
-        if (inRange(priority, kMinPriority, kMaxPriority)) {
-            mPriorityMap[cmdId] = priority;
+        if (parseCommand(cmdId, &action) == 0) {
+            setPriorityMap(cmdId, &action);
         }
     }
 }
@@ -312,9 +309,8 @@ void BriskServer::setPriorityMap(int cmdId, Action* action) {
     if (action == nullptr || action->tagCount < 1) {
         return;
     }
-    int priority = inRange(cmdId, kGovernorFirstCmdId, kSceneLastCmdId) ? getInterPriority(action)
-                                                                        : getPriority(action);
-    if (inRange(priority, kMinPriority, kMaxPriority)) {
+    int priority = V::isGovernorCmdId(cmdId) ? getInterPriority(action) : getPriority(action);
+    if (V::isUsablePriority(priority)) {
         mPriorityMap[cmdId] = priority;
     }
 }
@@ -326,7 +322,7 @@ int BriskServer::getPriority(Action* action) {
     int priority = 0;
     const int pairs = action->tagPairCount();
     for (int i = 0; i < pairs; ++i) {
-        if (action->tagValues[2 * i] == kPriorityTag) {
+        if (action->tagValues[2 * i] == V::kPriorityTag) {
             priority = action->tagValues[2 * i + 1];
         }
     }
@@ -340,7 +336,7 @@ int BriskServer::getInterPriority(Action* action) {
     int priority = 0;
     const int pairs = action->keyPairCount();
     for (int i = 0; i < pairs; ++i) {
-        if (action->keyValues[2 * i] == kPriorityKey) {
+        if (action->keyValues[2 * i] == V::kPriorityKey) {
             priority = atoi(action->keyValues[2 * i + 1].c_str());
         }
     }
@@ -348,14 +344,14 @@ int BriskServer::getInterPriority(Action* action) {
 }
 
 bool BriskServer::isPriorityValid(int cmdId) {
-    return inRange(mPriorityMap[cmdId], kMinPriority, kMaxPriority);
+    return V::isUsablePriority(mPriorityMap[cmdId]);
 }
 
 int BriskServer::getCmdIdWithMaxPrio(bool governorOnly) {
     int best = -1;
     int bestCmdId = 0;
     for (int cmdId : mSceneSet) {
-        if (governorOnly && cmdId < kGovernorFirstCmdId) {
+        if (governorOnly && cmdId < V::kGovernorFirstCmdId) {
             continue;
         }
         int priority = mPriorityMap[cmdId];
@@ -368,8 +364,7 @@ int BriskServer::getCmdIdWithMaxPrio(bool governorOnly) {
 }
 
 int BriskServer::getMaxGovPrioCmdIdInOnEvent(int cmdId) {
-    if (!inRange(cmdId, kGovernorFirstCmdId, kSceneLastCmdId) ||
-        mCurSceneCmdId != kGovernorBaseCmdId) {
+    if (!V::isGovernorCmdId(cmdId) || mCurSceneCmdId != V::kGovernorBaseCmdId) {
         return 0;
     }
     int best = getCmdIdWithMaxPrio(true);
@@ -377,7 +372,7 @@ int BriskServer::getMaxGovPrioCmdIdInOnEvent(int cmdId) {
 }
 
 int BriskServer::getMaxGovPrioCmdIdInOffEvent() {
-    return mCurSceneCmdId == kGovernorBaseCmdId ? getCmdIdWithMaxPrio(true) : 0;
+    return mCurSceneCmdId == V::kGovernorBaseCmdId ? getCmdIdWithMaxPrio(true) : 0;
 }
 
 // ---- special scenes ----
@@ -385,14 +380,14 @@ int BriskServer::getMaxGovPrioCmdIdInOffEvent() {
 // released: first the old scene ends, then the new one begins.
 
 int BriskServer::doSpecialSceneEvent(int cmdId, unsigned int len, const int* payload) {
-    if (cmdId == kClientRestartCmdId) {
+    if (cmdId == V::kClientRestartCmdId) {
         return doClientRestart();
     }
     if (!isParamValid(len, payload)) {
         BRISK_LOGE("invalid special scene parameters, cmdId is %d", cmdId);
         return kResultInvalidParam;
     }
-    return payload[0] == kSceneBegin ? doSceneBegin(cmdId) : doSceneEnd(cmdId);
+    return payload[0] == V::kBegin ? doSceneBegin(cmdId) : doSceneEnd(cmdId);
 }
 
 int BriskServer::doClientRestart() {
@@ -402,11 +397,11 @@ int BriskServer::doClientRestart() {
         pthread_mutex_unlock(&mSceneMutex);
         return 0;
     }
-    BRISK_LOGI("client may rebooted, clean special scene set, cmdId is %d", kClientRestartCmdId);
+    BRISK_LOGI("client may rebooted, clean special scene set, cmdId is %d", V::kClientRestartCmdId);
     mSceneSet.clear();
     mCurSceneCmdId = 0;
     pthread_mutex_unlock(&mSceneMutex);
-    return doSpecialAction(oldScene, kSceneEnd);
+    return doSpecialAction(oldScene, V::kEnd);
 }
 
 bool BriskServer::lockSceneWithValidPriority(int cmdId) {
@@ -430,14 +425,14 @@ int BriskServer::doSceneBegin(int cmdId) {
     if (rc == 1) {
         int governor = getMaxGovPrioCmdIdInOnEvent(cmdId);
         pthread_mutex_unlock(&mSceneMutex);
-        return governor == 0 ? 0 : doSpecialAction(governor, kSceneBegin);
+        return governor == 0 ? 0 : doSpecialAction(governor, V::kBegin);
     }
     pthread_mutex_unlock(&mSceneMutex);
     int r1 = 0;
     if (rc == 3) {
-        r1 = doSpecialAction(oldScene, kSceneEnd);
+        r1 = doSpecialAction(oldScene, V::kEnd);
     }
-    return doSpecialAction(cmdId, kSceneBegin) | r1;
+    return doSpecialAction(cmdId, V::kBegin) | r1;
 }
 
 int BriskServer::doSceneEnd(int cmdId) {
@@ -450,14 +445,14 @@ int BriskServer::doSceneEnd(int cmdId) {
     if (rc == 2) {
         int governor = getMaxGovPrioCmdIdInOffEvent();
         pthread_mutex_unlock(&mSceneMutex);
-        return governor == 0 ? 0 : doSpecialAction(governor, kSceneBegin);
+        return governor == 0 ? 0 : doSpecialAction(governor, V::kBegin);
     }
     pthread_mutex_unlock(&mSceneMutex);
     if (rc == 3) {
-        int r1 = doSpecialAction(cmdId, kSceneEnd);
+        int r1 = doSpecialAction(cmdId, V::kEnd);
         return doSpecialAction(nextCmdId, nextPayload) | r1;
     }
-    return doSpecialAction(cmdId, kSceneEnd);
+    return doSpecialAction(cmdId, V::kEnd);
 }
 
 int BriskServer::doOnEvent(int cmdId, int newPriority, int curPriority) {
@@ -479,11 +474,11 @@ int BriskServer::doOffEvent(int cmdId, int* outCmdId, int* outPayload) {
     mCurSceneCmdId = next;
     if (next != 0) {
         *outCmdId = next;
-        *outPayload = kSceneBegin;
+        *outPayload = V::kBegin;
         return 3;
     }
     *outCmdId = cmdId;
-    *outPayload = kSceneEnd;
+    *outPayload = V::kEnd;
     return 0;
 }
 
@@ -517,18 +512,19 @@ int BriskServer::briskSetConfig(int clientId, int tagLen, const int* tags, const
     }
     // The tag scan reads the tags, the per-pair log the values (except for client
     // 0, whose request the frequency manager checks itself).
-    bool unreadable = tags == nullptr || (configs == nullptr && clientId != kReportSwitchClient);
+    bool unreadable = tags == nullptr || (configs == nullptr && clientId != V::kReportSwitchClient);
     if (tagLen > 0 && unreadable) {
         BRISK_LOGE("invalid parameters, tagLen is %d but tags or configs is NULL", tagLen);
         return kResultInvalidParam;
     }
     bool schedRequest = false;
     for (int i = 0; i < tagLen; ++i) {
-        if (clientId != kReportSwitchClient) {
+        if (clientId != V::kReportSwitchClient) {
             BRISK_LOGI("setConfig clientId=%d, tagLen=%d, tags[%d]=%d, configs[%d]=%d", clientId,
                        tagLen, i, tags[i], i, configs[i]);
         }
-        schedRequest = schedRequest || tags[i] == kSchedLevelTag || tags[i] == kGroupSchedLevelTag;
+        schedRequest = schedRequest || tags[i] == BRISK_TAG_SET_SCHED_LEVEL ||
+                       tags[i] == BRISK_TAG_SET_GROUP_SCHED_LEVEL;
     }
     if (schedRequest) {
         if (mSchedLevelPtr == nullptr) {

@@ -19,26 +19,6 @@ class ProbeHandler;
 // and the probe handler in init(), then routes events, client requests and dumps.
 class BriskServer {
 public:
-    // Command ids with a fixed meaning.
-    static constexpr int kProbeCmdId = 4116;
-    static constexpr int kSceneFirstCmdId = 4118;
-    static constexpr int kSceneLastCmdId = 4352;
-    static constexpr int kGovernorFirstCmdId = 4224;
-    static constexpr int kGovernorBaseCmdId = 4119;
-    static constexpr int kDefaultGroupCmdId = 5376;
-    static constexpr int kOnOffFirstCmdId = 12288;
-    static constexpr int kOnOffLastCmdId = 13568;
-    static constexpr int kClientRestartCmdId = 20224;
-    static constexpr int kFreqReportSwitchCmdId = 20225;
-
-    // Scene priorities: tag 101 of a step (text key "priority" for governor
-    // scenes); only 1..500 is a usable priority.
-    static constexpr int kPriorityTag = 101;
-    static constexpr int kMinPriority = 1;
-    static constexpr int kMaxPriority = 500;
-    // The on/off splitter holds at most this many frequency pairs of one step.
-    static constexpr int kMaxOnOffPairs = 43;
-
     // Entry-point results.
     static constexpr int kResultOk = 0;
     static constexpr int kResultNotInited = 1;
@@ -104,7 +84,9 @@ protected:
 private:
     // doParse through the platform's parser; -1 when there is none.
     int parseCommand(int cmdId, Action* out);
-    int doPlainEvent(int cmdId, unsigned int len, const int* payload);
+    // The scheduling-event and timed platform-action routes of briskEvent.
+    int doSchedEvent(const Action& action);
+    int doPlatformAction(const Action& action, unsigned int len, const int* payload);
     // Takes mSceneMutex; refuses (unlocked again) a scene without a priority of 1..500.
     bool lockSceneWithValidPriority(int cmdId);
     int doSceneBegin(int cmdId);

@@ -169,6 +169,7 @@ int SimDevice::doAction(const Action* action, unsigned int len, const int* paylo
             call.pairs.assign(action->tagValues.begin(),
                               action->tagValues.begin() + 2 * action->tagPairCount());
         }
+        // A null payload is no payload, whatever the length says.
         call.len = len;
         call.payloadNull = payload == nullptr;
         if (payload != nullptr) {

@@ -4,11 +4,11 @@
 #include <pwd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
+
+#include "config/Vocabulary.h"
 
 namespace {
 struct RightInfo {
@@ -30,17 +30,13 @@ const RightInfo kRights[AccessPolicy::kRightCount] = {
 constexpr size_t kMaxLine = 4096;
 
 bool parseId(const std::string& text, unsigned long* id) {
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
-        text.size() > 10) {
-        return false;
-    }
-    errno = 0;
-    unsigned long value = strtoul(text.c_str(), nullptr, 10);
     // (uid_t) -1 means "no id" to the kernel; it is never a real peer.
-    if (errno != 0 || value >= UINT_MAX) {
+    long long value = 0;
+    if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, 0, UINT_MAX - 1LL,
+                                  &value)) {
         return false;
     }
-    *id = value;
+    *id = static_cast<unsigned long>(value);
     return true;
 }
 
@@ -108,11 +104,11 @@ const char* AccessPolicy::rightAction(Right right) {
 
 AccessPolicy::Right AccessPolicy::rightForClient(int clientId) {
     switch (clientId) {
-        case 1:
+        case FREQ_CLIENT_DUSK:
             return Right::Dusk;
-        case 2:
+        case FREQ_CLIENT_FERN:
             return Right::Fern;
-        case 3:
+        case FREQ_CLIENT_MOSS:
             return Right::Moss;
         default:
             return Right::Event;

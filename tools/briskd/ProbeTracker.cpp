@@ -3,11 +3,10 @@
 #include <cstdio>
 #include <thread>
 
+#include "config/Vocabulary.h"
 #include "server/BriskServer.h"
 
 namespace {
-constexpr int kProbeStart = 0;
-constexpr int kProbeStop = -1;
 // The service's boost delay and hold time, plus margin: after this long without
 // a start, the probe worker has unboosted every thread by itself.
 constexpr std::chrono::milliseconds kHoldTime(8 + 256 + 300);
@@ -17,7 +16,7 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
                                  const std::vector<int>& values) {
     std::lock_guard<std::mutex> lock(mMutex);
     const int* payload = values.empty() ? nullptr : values.data();
-    int result = server.briskEvent(BriskServer::kProbeCmdId, msg.c_str(),
+    int result = server.briskEvent(Vocabulary::kProbeCmdId, msg.c_str(),
                                    static_cast<unsigned int>(values.size()), payload);
     int pid = 0;
     int tid = 0;
@@ -27,14 +26,14 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
         sscanf(msg.c_str(), "pid=%d|tid=%d", &pid, &tid) != 2) {
         return result;
     }
-    if (values[0] == kProbeStart) {
+    if (values[0] == Vocabulary::kBegin) {
         mLastStart = std::chrono::steady_clock::now();
         if (mTids.size() < kMaxTracked) {
             mTids.insert(tid);
         } else if (mTids.count(tid) == 0) {
             mOverflowed = true;
         }
-    } else if (values[0] == kProbeStop) {
+    } else if (values[0] == Vocabulary::kEnd) {
         mTids.erase(tid);
     }
     return result;
@@ -42,11 +41,11 @@ int ProbeTracker::sendProbeEvent(BriskServer& server, const std::string& msg,
 
 void ProbeTracker::releaseAll(BriskServer& server) {
     std::lock_guard<std::mutex> lock(mMutex);
-    const int stop[1] = {kProbeStop};
+    const int stop[1] = {Vocabulary::kEnd};
     for (int tid : mTids) {
         char msg[64];
         snprintf(msg, sizeof(msg), "pid=0|tid=%d", tid);
-        server.briskEvent(BriskServer::kProbeCmdId, msg, 1, stop);
+        server.briskEvent(Vocabulary::kProbeCmdId, msg, 1, stop);
     }
     mTids.clear();
     if (mOverflowed) {

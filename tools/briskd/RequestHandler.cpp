@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include "config/Vocabulary.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/DaemonLog.h"
 #include "tools/briskd/DumpWatchdog.h"
@@ -41,7 +42,7 @@ Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer
 }
 
 Reply RequestHandler::event(const Request& request) {
-    if (request.cmdId == BriskServer::kProbeCmdId) {
+    if (request.cmdId == Vocabulary::kProbeCmdId) {
         return Reply::ok(mProbes.sendProbeEvent(mServer, request.msg, request.values));
     }
     // The payload is null when there are no values, and its length is always
