@@ -9,6 +9,7 @@
 #include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
 #include "server/BriskLog.h"
+#include "server/MutexGuard.h"
 #include "server/RelaxedAccess.h"
 
 namespace {
@@ -52,17 +53,6 @@ bool checkArrays(int tagLen, const int* tags, const int* configs) {
     }
     return true;
 }
-
-class MutexHolder {
-public:
-    explicit MutexHolder(pthread_mutex_t* mutex) : mMutex(mutex) { pthread_mutex_lock(mMutex); }
-    ~MutexHolder() { pthread_mutex_unlock(mMutex); }
-    MutexHolder(const MutexHolder&) = delete;
-    MutexHolder& operator=(const MutexHolder&) = delete;
-
-private:
-    pthread_mutex_t* mMutex;
-};
 }  // namespace
 
 FreqClientManager* getFreqClient(BriskPlat* plat) {
@@ -111,7 +101,7 @@ PerfBackend* FreqClientManager::perf() const {
 
 int FreqClientManager::doPerfSetConfig(int clientId, int tagLen, const int* tags,
                                        const int* configs, const int* onOff) {
-    MutexHolder lock(&mMutex);
+    MutexGuard lock(&mMutex);
     if (clientId == FREQ_CLIENT_CONTROL) {
         // Only a one-entry request reads the arrays.
         if (tagLen == 1 && (tags == nullptr || configs == nullptr)) {

@@ -1,11 +1,11 @@
 #include "probe/ProbeHandler.h"
 
-#include <pthread.h>
 #include <safe_str_lib.h>
 
 #include "config/Vocabulary.h"
 #include "probe/ProbeThread.h"
 #include "server/BriskLog.h"
+#include "server/MutexGuard.h"
 
 ProbeHandler::ProbeHandler(BriskPlat* plat, Action* probeAction)
     : mProbeThread(nullptr), mBoostDelayMs(Vocabulary::kProbeDelayMs) {
@@ -22,6 +22,12 @@ ProbeHandler::~ProbeHandler() {
 void ProbeHandler::detachWorker() {
     if (mProbeThread != nullptr) {
         mProbeThread->detachHandler();
+    }
+}
+
+void ProbeHandler::stopWorker(bool releaseBoosts) {
+    if (mProbeThread != nullptr) {
+        mProbeThread->stop(releaseBoosts);
     }
 }
 
@@ -52,7 +58,7 @@ int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* pa
     const int state = payload[0];
     ProbeThread& worker = *mProbeThread;
     int result = 0;
-    pthread_mutex_lock(&worker.mLock);
+    MutexGuard lock(&worker.mLock);
     if (state == Vocabulary::kEnd) {
         worker.moveItemToUnboostQueue(static_cast<unsigned int>(tid));
     } else if (state == Vocabulary::kBegin) {
@@ -61,6 +67,5 @@ int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* pa
         BRISK_LOGD("error case: state=%d, pid=%d, tid=%d\n", state, pid, tid);
         result = 2;
     }
-    pthread_mutex_unlock(&worker.mLock);
     return result;
 }

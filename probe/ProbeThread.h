@@ -8,6 +8,7 @@
 
 #include "probe/ProbeHandler.h"
 
+class MutexGuard;
 class PerfBackend;
 
 // The worker of probe boosting. It keeps two queues keyed by thread id: threads
@@ -60,6 +61,12 @@ public:
     // for, and the worker stays asleep on mCond for the rest of the process.
     void detachHandler();
 
+    // Ends the worker, for hosts and tests that must (the service never does): asks
+    // it to exit, wakes it and waits until it has. With `releaseBoosts`, every
+    // boost still held is then taken back as a stop event would (unless the
+    // handler is detached); otherwise the platform is not called again.
+    void stop(bool releaseBoosts);
+
     pthread_mutex_t mLock;
     ProbeHandler& mHandler;
     // Signalled when an event arrives; the loop sleeps on it while both queues are
@@ -71,6 +78,9 @@ public:
     Action* mAction;      // owned
     bool mHandlerGone;    // guarded by mLock; set once by detachHandler
     bool mInPass;         // guarded by mLock; a loop pass is under way
+    bool mStopping;       // guarded by mLock; set once by stop
+    // Signalled when a pass ends, for detachHandler.
+    pthread_cond_t mPassDone;
 
 protected:
     // Starts the thread when the handler takes the first strong reference.
@@ -83,6 +93,14 @@ private:
     // Debian's libutils names threads only in Android builds: name the worker
     // here so that ps, top and debuggers show "ProbeThread".
     android::status_t readyToRun() override;
+
+    // The two phases of a pass. The wait phase boosts the due waiting threads and
+    // returns the time to sleep; the boosted phase unboosts the expired boosts,
+    // with `lock` (on mLock) held on entry and on return.
+    nsecs_t runWaitPhase(nsecs_t now, int32_t delayMs);
+    void runBoostedPhaseLocked(nsecs_t now, MutexGuard& lock);
+    // Marks the pass over and wakes detachHandler.
+    void endPassLocked();
 
     // The queue's entry for tid, or null when there is none.
     static android::sp<ProbeItem> find(const ItemQueue& queue, unsigned int tid);

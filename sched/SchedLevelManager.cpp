@@ -4,6 +4,7 @@
 
 #include "config/Vocabulary.h"
 #include "server/BriskLog.h"
+#include "server/MutexGuard.h"
 #include "server/RelaxedAccess.h"
 
 namespace {
@@ -180,7 +181,7 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
         }
     }
 
-    pthread_mutex_lock(&mMutex);
+    MutexGuard lock(&mMutex);
     int result;
     if (cmdId == Vocabulary::kDefaultGroupCmdId) {
         // Only stored: the defaults reach the platform with the next computation.
@@ -207,7 +208,6 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
             BRISK_LOGD("doSchedLevelAction failed!");
         }
     }
-    pthread_mutex_unlock(&mMutex);
     return result;
 }
 
@@ -367,7 +367,7 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
         return -1;
     }
 
-    pthread_mutex_lock(&mMutex);
+    MutexGuard lock(&mMutex);
     const LevelSnapshot clientCopy = takeSnapshot(*clientMap);
     const LevelSnapshot currentCopy = takeSnapshot(mCurrentMap);
 
@@ -384,13 +384,11 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
                 break;
             default:
                 BRISK_LOGE("invalid sched Level config is %d, clientId(%d)", configs[0], clientId);
-                pthread_mutex_unlock(&mMutex);
                 return -1;
         }
     } else {
         if (tagLen < 1 || tagLen > SCHED_MAX_GROUP_NUM) {
             BRISK_LOGD("invalid sched level argument, clientId is %d", clientId);
-            pthread_mutex_unlock(&mMutex);
             return -1;
         }
         for (int i = 0; i < tagLen; ++i) {
@@ -399,7 +397,6 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
                 BRISK_LOGD(
                     "do not use BRISK_TAG_SET_SCHED_LEVEL with other tags(%d), clientId is %d",
                     tags[i], clientId);
-                pthread_mutex_unlock(&mMutex);
                 return -1;
             }
             int word = configs[i];
@@ -409,7 +406,6 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
             if (level == -1 || group == -1) {
                 // Groups set by earlier entries of this request stay set on purpose.
                 BRISK_LOGD("invalid sched Level(%d), clientId(%d)", word, clientId);
-                pthread_mutex_unlock(&mMutex);
                 return -1;
             }
             storeRelaxed((*clientMap)[BRISK_TAG_GROUP_HMP + group], level);
@@ -428,7 +424,6 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
         restoreSnapshot(mCurrentMap, currentCopy);
         BRISK_LOGD("doSchedLevelAction failed!");
     }
-    pthread_mutex_unlock(&mMutex);
     return result;
 }
 

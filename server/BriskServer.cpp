@@ -1,12 +1,7 @@
 #include "server/BriskServer.h"
 
-#include <fcntl.h>
-#include <utils/String8.h>
-
-#include <cstdio>
-#include <cstdlib>
-
 #include "config/BriskParser.h"
+#include "config/RecordChain.h"
 #include "config/Vocabulary.h"
 #include "freq/FreqClientManager.h"
 #include "platform/BriskPlat.h"
@@ -16,10 +11,6 @@
 #include "server/EventRouter.h"
 
 using V = Vocabulary;
-
-namespace {
-constexpr size_t kMaxDumpArgLen = 512;
-}  // namespace
 
 BriskServer::BriskServer()
     : mPlatPtr(nullptr),
@@ -65,51 +56,22 @@ Action* BriskServer::deleteActionPtr(Action* head) {
     if (head == nullptr) {
         return head;
     }
-    while (head != nullptr) {
-        Action* next = head->next;
-        delete head;
-        head = next;
-    }
+    deleteRecordChain(head);
     return nullptr;
 }
 
 int BriskServer::init() {
-    mPlatPtr = getPlat();
-    if (mPlatPtr == nullptr) {
-        BRISK_LOGE("get platform ptr failed!");
-        return -1;
-    }
-    mFreqClientPtr = getFreqClient(mPlatPtr);
-    if (mFreqClientPtr == nullptr) {
-        BRISK_LOGE("get freqClient ptr failed!");
-        deleteObject();
-        return -1;
-    }
-    mSchedLevelPtr = getSchedLevel(mPlatPtr);
-    if (mSchedLevelPtr == nullptr) {
-        BRISK_LOGE("get schedLevel ptr failed!");
-        deleteObject();
-        return -1;
-    }
-    int r = mPlatPtr->createParser();
+    bool defaultGroupsFailed = false;
+    int r = wireParts(&defaultGroupsFailed);
     if (r != 0) {
-        BRISK_LOGE("createParser failed!");
-        deleteObject();
-        return r;
-    }
-    r = mPlatPtr->initialize();
-    if (r != 0) {
-        BRISK_LOGE("initialize failed!");
-        deleteObject();
-        return r;
-    }
-    // The default groups go through the virtual entry, so a subclass sees them too.
-    mInited = true;
-    r = briskEvent(V::kDefaultGroupCmdId, "", 0, nullptr);
-    if (r != 0) {
+        // The one clean-up path of every step up to the default groups: the object
+        // goes back to its constructed state.
         mInited = false;
         deleteObject();
-        BRISK_LOGE("init default group sched level failed!");
+        if (defaultGroupsFailed) {
+            // Logged after the clean-up, deliberately.
+            BRISK_LOGE("init default group sched level failed!");
+        }
         return r;
     }
     // A missing probe command leaves the rest of the service running: only probe
@@ -123,6 +85,45 @@ int BriskServer::init() {
     mProbeHandler = new ProbeHandler(mPlatPtr, probeAction);
     initPriorityMap();
     return 0;
+}
+
+int BriskServer::wireParts(bool* defaultGroupsFailed) {
+    mPlatPtr = getPlat();
+    if (mPlatPtr == nullptr) {
+        BRISK_LOGE("get platform ptr failed!");
+        return -1;
+    }
+    mFreqClientPtr = getFreqClient(mPlatPtr);
+    if (mFreqClientPtr == nullptr) {
+        BRISK_LOGE("get freqClient ptr failed!");
+        return -1;
+    }
+    mSchedLevelPtr = getSchedLevel(mPlatPtr);
+    if (mSchedLevelPtr == nullptr) {
+        BRISK_LOGE("get schedLevel ptr failed!");
+        return -1;
+    }
+    int r = mPlatPtr->createParser();
+    if (r != 0) {
+        BRISK_LOGE("createParser failed!");
+        return r;
+    }
+    r = mPlatPtr->initialize();
+    if (r != 0) {
+        BRISK_LOGE("initialize failed!");
+        return r;
+    }
+    // The default groups go through the virtual entry, so a subclass sees them too.
+    mInited = true;
+    r = briskEvent(V::kDefaultGroupCmdId, "", 0, nullptr);
+    *defaultGroupsFailed = r != 0;
+    return r;
+}
+
+void BriskServer::stopProbeWorker(bool releaseBoosts) {
+    if (mProbeHandler != nullptr) {
+        mProbeHandler->stopWorker(releaseBoosts);
+    }
 }
 
 int BriskServer::parseCommand(int cmdId, Action* out) {
@@ -286,222 +287,6 @@ int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int
     return perf->doAction(action, 1, payload) | r;
 }
 
-// ---- scene priorities ----
-
-void BriskServer::initExistingPriority() {
-    mPriorityMap[4118] = 100;
-    mPriorityMap[4119] = 200;
-    mPriorityMap[4120] = 20;
-    mPriorityMap[4121] = 70;
-}
-
-void BriskServer::initPriorityMap() {
-    // 4352, though a scene id, is deliberately not loaded here.
-    for (int cmdId = V::kSceneFirstCmdId; cmdId < V::kSceneLastCmdId; ++cmdId) {
-        Action action;
-        if (parseCommand(cmdId, &action) == 0) {
-            setPriorityMap(cmdId, &action);
-        }
-    }
-}
-
-void BriskServer::setPriorityMap(int cmdId, Action* action) {
-    if (action == nullptr || action->tagCount < 1) {
-        return;
-    }
-    int priority = V::isGovernorCmdId(cmdId) ? getInterPriority(action) : getPriority(action);
-    if (V::isUsablePriority(priority)) {
-        mPriorityMap[cmdId] = priority;
-    }
-}
-
-int BriskServer::getPriority(Action* action) {
-    if (action == nullptr) {
-        return 0;
-    }
-    int priority = 0;
-    const int pairs = action->tagPairCount();
-    for (int i = 0; i < pairs; ++i) {
-        if (action->tagValues[2 * i] == V::kPriorityTag) {
-            priority = action->tagValues[2 * i + 1];
-        }
-    }
-    return priority;
-}
-
-int BriskServer::getInterPriority(Action* action) {
-    if (action == nullptr) {
-        return 0;
-    }
-    int priority = 0;
-    const int pairs = action->keyPairCount();
-    for (int i = 0; i < pairs; ++i) {
-        if (action->keyValues[2 * i] == V::kPriorityKey) {
-            priority = atoi(action->keyValues[2 * i + 1].c_str());
-        }
-    }
-    return priority;
-}
-
-bool BriskServer::isPriorityValid(int cmdId) {
-    return V::isUsablePriority(mPriorityMap[cmdId]);
-}
-
-int BriskServer::getCmdIdWithMaxPrio(bool governorOnly) {
-    int best = -1;
-    int bestCmdId = 0;
-    for (int cmdId : mSceneSet) {
-        if (governorOnly && cmdId < V::kGovernorFirstCmdId) {
-            continue;
-        }
-        int priority = mPriorityMap[cmdId];
-        if (priority > best) {
-            best = priority;
-            bestCmdId = cmdId;
-        }
-    }
-    return bestCmdId;
-}
-
-int BriskServer::getMaxGovPrioCmdIdInOnEvent(int cmdId) {
-    if (!V::isGovernorCmdId(cmdId) || mCurSceneCmdId != V::kGovernorBaseCmdId) {
-        return 0;
-    }
-    int best = getCmdIdWithMaxPrio(true);
-    return mPriorityMap[cmdId] < mPriorityMap[best] ? best : cmdId;
-}
-
-int BriskServer::getMaxGovPrioCmdIdInOffEvent() {
-    return mCurSceneCmdId == V::kGovernorBaseCmdId ? getCmdIdWithMaxPrio(true) : 0;
-}
-
-// ---- special scenes ----
-// Bookkeeping happens under mSceneMutex; every back-end call is made after it is
-// released: first the old scene ends, then the new one begins.
-
-int BriskServer::doSpecialSceneEvent(int cmdId, unsigned int len, const int* payload) {
-    if (cmdId == V::kClientRestartCmdId) {
-        return doClientRestart();
-    }
-    if (!isParamValid(len, payload)) {
-        BRISK_LOGE("invalid special scene parameters, cmdId is %d", cmdId);
-        return kResultInvalidParam;
-    }
-    return payload[0] == V::kBegin ? doSceneBegin(cmdId) : doSceneEnd(cmdId);
-}
-
-int BriskServer::doClientRestart() {
-    pthread_mutex_lock(&mSceneMutex);
-    int oldScene = mCurSceneCmdId;
-    if (oldScene == 0) {
-        pthread_mutex_unlock(&mSceneMutex);
-        return 0;
-    }
-    BRISK_LOGI("client may rebooted, clean special scene set, cmdId is %d", V::kClientRestartCmdId);
-    mSceneSet.clear();
-    mCurSceneCmdId = 0;
-    pthread_mutex_unlock(&mSceneMutex);
-    return doSpecialAction(oldScene, V::kEnd);
-}
-
-bool BriskServer::lockSceneWithValidPriority(int cmdId) {
-    pthread_mutex_lock(&mSceneMutex);
-    if (isPriorityValid(cmdId)) {
-        return true;
-    }
-    BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
-    pthread_mutex_unlock(&mSceneMutex);
-    return false;
-}
-
-int BriskServer::doSceneBegin(int cmdId) {
-    if (!lockSceneWithValidPriority(cmdId)) {
-        return kResultInvalidParam;
-    }
-    int newPriority = mPriorityMap[cmdId];
-    int curPriority = mPriorityMap[mCurSceneCmdId];
-    int oldScene = mCurSceneCmdId;
-    int rc = doOnEvent(cmdId, newPriority, curPriority);
-    if (rc == 1) {
-        int governor = getMaxGovPrioCmdIdInOnEvent(cmdId);
-        pthread_mutex_unlock(&mSceneMutex);
-        return governor == 0 ? 0 : doSpecialAction(governor, V::kBegin);
-    }
-    pthread_mutex_unlock(&mSceneMutex);
-    int r1 = 0;
-    if (rc == 3) {
-        r1 = doSpecialAction(oldScene, V::kEnd);
-    }
-    return doSpecialAction(cmdId, V::kBegin) | r1;
-}
-
-int BriskServer::doSceneEnd(int cmdId) {
-    if (!lockSceneWithValidPriority(cmdId)) {
-        return kResultInvalidParam;
-    }
-    int nextCmdId = 0;
-    int nextPayload = 0;
-    int rc = doOffEvent(cmdId, &nextCmdId, &nextPayload);
-    if (rc == 2) {
-        int governor = getMaxGovPrioCmdIdInOffEvent();
-        pthread_mutex_unlock(&mSceneMutex);
-        return governor == 0 ? 0 : doSpecialAction(governor, V::kBegin);
-    }
-    pthread_mutex_unlock(&mSceneMutex);
-    if (rc == 3) {
-        int r1 = doSpecialAction(cmdId, V::kEnd);
-        return doSpecialAction(nextCmdId, nextPayload) | r1;
-    }
-    return doSpecialAction(cmdId, V::kEnd);
-}
-
-int BriskServer::doOnEvent(int cmdId, int newPriority, int curPriority) {
-    mSceneSet.insert(cmdId);
-    if (newPriority <= curPriority) {
-        return 1;
-    }
-    int oldScene = mCurSceneCmdId;
-    mCurSceneCmdId = cmdId;
-    return oldScene != 0 ? 3 : 0;
-}
-
-int BriskServer::doOffEvent(int cmdId, int* outCmdId, int* outPayload) {
-    mSceneSet.erase(cmdId);
-    if (cmdId != mCurSceneCmdId) {
-        return 2;
-    }
-    int next = getCmdIdWithMaxPrio(false);
-    mCurSceneCmdId = next;
-    if (next != 0) {
-        *outCmdId = next;
-        *outPayload = V::kBegin;
-        return 3;
-    }
-    *outCmdId = cmdId;
-    *outPayload = V::kEnd;
-    return 0;
-}
-
-int BriskServer::doSpecialAction(int cmdId, int payload) {
-    if (mLogOn.load(std::memory_order_relaxed)) {
-        BRISK_LOGI("doSpecialAction cmdId is %d, payload is %d", cmdId, payload);
-    }
-    Action action;
-    int r = parseCommand(cmdId, &action);
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doParse failed! cmdId=%d, errno=%d", cmdId, r);
-        return kResultParseFailed;
-    }
-    PerfBackend* perf = mPlatPtr != nullptr ? mPlatPtr->mPerf : nullptr;
-    r = perf != nullptr ? perf->doAction(&action, 1, &payload) : -1;
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", cmdId);
-    }
-    return r;
-}
-
-// ---- client configuration ----
-
 int BriskServer::briskSetConfig(int clientId, int tagLen, const int* tags, const int* configs) {
     if (!mInited) {
         return kResultNotInited;
@@ -569,57 +354,4 @@ int BriskServer::briskGetConfig(int tagLen, const int* tags, int* configs) {
 
 int BriskServer::briskGetVersion() {
     return 1;
-}
-
-// ---- dump ----
-
-void BriskServer::dumpBriskServerInfo(int fd, const std::vector<std::string>& args) {
-    if (fd < 0) {
-        BRISK_LOGW("invalid dump FD, %d\n", fd);
-        return;
-    }
-    if (args.empty()) {
-        BRISK_LOGW("dump parameter is NULL!\n");
-        return;
-    }
-    if (args.size() >= 2) {
-        BRISK_LOGW("there is too many dump parameter!\n");
-        return;
-    }
-    const std::string& option = args[0];
-    if (option.size() > kMaxDumpArgLen) {
-        BRISK_LOGW("debug parameter is too long!\n");
-        return;
-    }
-    android::String8 text;
-    if (option == "--help") {
-        text.appendFormat("--help: print debug usage\n");
-        text.appendFormat("--logon: open debug log\n");
-        text.appendFormat("--logoff: close debug log\n");
-        text.appendFormat("--freqlist: print set freq list\n");
-        text.appendFormat("--easgrouplist: print set eas group list\n");
-    } else if (option == "--logon") {
-        mLogOn.store(true, std::memory_order_relaxed);
-        text.appendFormat("brisk log is %s\n", "ON");
-    } else if (option == "--logoff") {
-        mLogOn.store(false, std::memory_order_relaxed);
-        text.appendFormat("brisk log is %s\n", "OFF");
-    } else if (option == "--freqlist") {
-        if (mFreqClientPtr != nullptr) {
-            mFreqClientPtr->dumpFreqList(text);
-        }
-    } else if (option == "--easgrouplist") {
-        if (mSchedLevelPtr != nullptr) {
-            mSchedLevelPtr->dumpEasGroupList(text);
-        }
-    } else {
-        text.appendFormat("invalid parameter!\n");
-    }
-    // A descriptor that is not open gets nothing (glibc's dprintf would leak its
-    // buffer on the failed write).
-    if (fcntl(fd, F_GETFD) == -1) {
-        BRISK_LOGW("invalid dump FD, %d\n", fd);
-        return;
-    }
-    dprintf(fd, "%s\n", text.c_str());
 }

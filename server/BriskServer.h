@@ -17,6 +17,9 @@ class ProbeHandler;
 
 // The one object a host holds: wires the platform, the two managers, the parser
 // and the probe handler in init(), then routes events, client requests and dumps.
+// Its code spans three files by job: BriskServer.cpp (lifecycle, event dispatch,
+// client entry points), BriskServerScenes.cpp (scene priorities and arbitration)
+// and BriskServerDump.cpp (the diagnostic dump).
 class BriskServer {
 public:
     // Entry-point results.
@@ -43,6 +46,12 @@ public:
 
     void deleteObject();
     Action* deleteActionPtr(Action* head);
+
+    // Ends the probe worker, for a host that must before it deletes the server (the
+    // service itself never does): asks it to exit, wakes it and waits for it. With
+    // `releaseBoosts` the boosts it still holds are taken back first, as a probe
+    // stop for each would; without, the platform is not called again.
+    void stopProbeWorker(bool releaseBoosts);
 
     // Event routes.
     int doOnOffAction(const Action* action, unsigned int len, const int* payload);
@@ -87,8 +96,12 @@ private:
     // The scheduling-event and timed platform-action routes of briskEvent.
     int doSchedEvent(const Action& action);
     int doPlatformAction(const Action& action, unsigned int len, const int* payload);
-    // Takes mSceneMutex; refuses (unlocked again) a scene without a priority of 1..500.
-    bool lockSceneWithValidPriority(int cmdId);
+    // Steps 1 to 6 of init (platform, managers, parser, initialize, default groups);
+    // `defaultGroupsFailed` tells whether the last one failed.
+    int wireParts(bool* defaultGroupsFailed);
+    // With mSceneMutex held: false (and the refusal logged) for a scene without a
+    // priority of 1..500.
+    bool checkScenePriorityLocked(int cmdId);
     int doSceneBegin(int cmdId);
     int doSceneEnd(int cmdId);
     int doClientRestart();

@@ -2,7 +2,6 @@
 
 #include <android/log.h>
 
-#include "config/Vocabulary.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/DaemonLog.h"
 #include "tools/briskd/DumpWatchdog.h"
@@ -42,9 +41,6 @@ Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer
 }
 
 Reply RequestHandler::event(const Request& request) {
-    if (request.cmdId == Vocabulary::kProbeCmdId) {
-        return Reply::ok(mProbes.sendProbeEvent(mServer, request.msg, request.values));
-    }
     // The payload is null when there are no values, and its length is always
     // the number of values sent: the service never reads past what arrived.
     const int* payload = request.values.empty() ? nullptr : request.values.data();
