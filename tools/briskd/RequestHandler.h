@@ -12,8 +12,7 @@ class BriskServer;
 // from many connection threads at once.
 class RequestHandler {
 public:
-    RequestHandler(BriskServer& server, const AccessPolicy& policy,
-                   int dumpTimeoutMs)
+    RequestHandler(BriskServer& server, const AccessPolicy& policy, int dumpTimeoutMs)
         : mServer(server), mPolicy(policy), mDumpTimeoutMs(dumpTimeoutMs) {}
 
     // `dumpFd` is the descriptor passed with the request, or -1.
