@@ -35,9 +35,6 @@ const NamedTag kNamedTags[] = {
     {"background", BRISK_TAG_GROUP_BACKGROUND},
 };
 
-// Any other tag is named by its number after this prefix ("tag_40").
-const char kTagPrefix[] = "tag_";
-
 const char* const kClientNames[] = {"DUSK", "FERN", "MOSS"};
 
 bool isBlank(char c) {
@@ -69,8 +66,8 @@ bool Vocabulary::tagForName(const std::string& name, int* tag) {
             return true;
         }
     }
-    const size_t prefixLen = sizeof(kTagPrefix) - 1;
-    if (name.size() > prefixLen && name.compare(0, prefixLen, kTagPrefix) == 0) {
+    const size_t prefixLen = sizeof(kTagNamePrefix) - 1;
+    if (name.size() > prefixLen && name.compare(0, prefixLen, kTagNamePrefix) == 0) {
         // Plain digits with an optional sign: "tag_ 5" is not a tag name.
         return parseInt(name.substr(prefixLen), tag, NumberForm::Signed);
     }

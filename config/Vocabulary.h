@@ -120,6 +120,8 @@ public:
 
     // ---- The configuration language ----
     static constexpr char kDurationKey[] = "duration";
+    // Any tag is named by its number after this prefix ("tag_40").
+    static constexpr char kTagNamePrefix[] = "tag_";
     // Tag of a named parameter ("big_cpu_max" -> 5, "tag_123" -> 123); false for a
     // name that is no tag (a platform item, or "duration").
     static bool tagForName(const std::string& name, int* tag);

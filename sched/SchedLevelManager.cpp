@@ -94,7 +94,7 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
         storeRelaxed(mIsHmp, true);
     } else if (tagLen == SCHED_MAX_GROUP_NUM) {
         for (int i = 0; i < tagLen; ++i) {
-            int tag = pairs[2 * i];
+            int tag = pairs[2 * static_cast<size_t>(i)];
             if (tag < BRISK_TAG_EAS_GROUP_FIRST || tag > BRISK_TAG_EAS_GROUP_LAST) {
                 // Unsigned arithmetic: the group index of any int tag, without overflow.
                 int group = static_cast<int>(static_cast<unsigned>(tag) -
@@ -113,8 +113,8 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
     // The defaults are not held against the ladder: whatever the command table
     // gives becomes the default and the ceiling of client steps.
     for (int i = 0; i < tagLen; ++i) {
-        int tag = pairs[2 * i];
-        int level = pairs[2 * i + 1];
+        int tag = pairs[2 * static_cast<size_t>(i)];
+        int level = pairs[2 * static_cast<size_t>(i) + 1];
         storeRelaxed(mDefaultMap[tag], level);
         storeRelaxed(mCurrentMap[tag], level);
         storeRelaxed(mDuskMap[tag], level);

@@ -28,7 +28,7 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
         return -1;
     }
     for (int i = 0; i < n; ++i) {
-        if (!Vocabulary::isGroupTag(action->tagValues[2 * i])) {
+        if (!Vocabulary::isGroupTag(action->pairTag(i))) {
             BRISK_LOGD("cmdId(%d) (duration=0) does not support other tags except sched level!",
                        cmdId);
             return -1;
@@ -70,12 +70,12 @@ bool SchedLevelManager::updateSchedLevelMapIfNeeded(const Action* action) {
     if (action->cmdId == Vocabulary::kMossSchedCondCmdId) {
         // Only groups whose event level still sits at the saved base follow.
         for (int i = 0; i < n; ++i) {
-            int tag = action->tagValues[2 * i];
+            int tag = action->pairTag(i);
             auto event = mMossEventMap.find(tag);
             auto base = mMossBaseMap.find(tag);
             if (event != mMossEventMap.end() && base != mMossBaseMap.end() &&
                 event->second == base->second) {
-                event->second = action->tagValues[2 * i + 1];
+                event->second = action->pairValue(i);
             }
         }
     } else {
@@ -107,9 +107,9 @@ void SchedLevelManager::updateMossSchedValue(const Action* action, std::map<int,
     const int n = action->tagPairCount();
     for (int i = 0; i < n; ++i) {
         // Only the nine group tags exist in the maps; nothing else is added.
-        auto it = m.find(action->tagValues[2 * i]);
+        auto it = m.find(action->pairTag(i));
         if (it != m.end()) {
-            it->second = action->tagValues[2 * i + 1];
+            it->second = action->pairValue(i);
         }
     }
 }

@@ -255,8 +255,8 @@ int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int
     bool hasPlatformItems = false;
     const int pairs = action->tagPairCount();
     for (int i = 0; i < pairs; ++i) {
-        int tag = action->tagValues[2 * i];
-        int value = action->tagValues[2 * i + 1];
+        int tag = action->pairTag(i);
+        int value = action->pairValue(i);
         bool overflow = tag != V::kPlatformItemTag && count == V::kMaxOnOffPairs;
         if (value < 1 || overflow) {
             BRISK_LOGE("invalid parameters, cmdId is %d", action->cmdId);

@@ -43,8 +43,8 @@ int BriskServer::getPriority(Action* action) {
     int priority = 0;
     const int pairs = action->tagPairCount();
     for (int i = 0; i < pairs; ++i) {
-        if (action->tagValues[2 * i] == V::kPriorityTag) {
-            priority = action->tagValues[2 * i + 1];
+        if (action->pairTag(i) == V::kPriorityTag) {
+            priority = action->pairValue(i);
         }
     }
     return priority;
@@ -57,8 +57,8 @@ int BriskServer::getInterPriority(Action* action) {
     int priority = 0;
     const int pairs = action->keyPairCount();
     for (int i = 0; i < pairs; ++i) {
-        if (action->keyValues[2 * i] == V::kPriorityKey) {
-            priority = atoi(action->keyValues[2 * i + 1].c_str());
+        if (action->pairKey(i) == V::kPriorityKey) {
+            priority = atoi(action->pairText(i).c_str());
         }
     }
     return priority;

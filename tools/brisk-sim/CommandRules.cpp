@@ -13,16 +13,9 @@ namespace {
 
 std::string paramName(const Action& step, int index) {
     if (index < step.keyPairCount()) {
-        return step.keyValues[2 * index];
+        return step.pairKey(index);
     }
-    return "tag_" + std::to_string(step.tagValues[2 * index]);
-}
-
-int tagAt(const Action& step, int index) {
-    return step.tagValues[2 * index];
-}
-int valueAt(const Action& step, int index) {
-    return step.tagValues[2 * index + 1];
+    return V::kTagNamePrefix + std::to_string(step.pairTag(index));
 }
 
 std::string join(const std::vector<std::string>& parts, const char* separator) {
@@ -36,8 +29,9 @@ std::string join(const std::vector<std::string>& parts, const char* separator) {
 // "top_app 10, boost -20": the levels of a scheduling step.
 std::string levelsText(const Action& step) {
     std::vector<std::string> parts;
+    parts.reserve(static_cast<size_t>(step.tagPairCount()));
     for (int i = 0; i < step.tagPairCount(); ++i) {
-        parts.push_back(paramName(step, i) + " " + std::to_string(valueAt(step, i)));
+        parts.push_back(paramName(step, i) + " " + std::to_string(step.pairValue(i)));
     }
     return join(parts, ", ");
 }
@@ -67,11 +61,11 @@ CommandRules::CommandRules(BriskServer& priorities, std::map<int, int> builtInPr
     : mPriorities(priorities), mBuiltIn(std::move(builtInPriorities)), mHmpDefaults(hmpDefaults) {}
 
 std::string CommandRules::pairText(const Action& step, int index) {
-    std::string text = paramName(step, index) + "(" + std::to_string(tagAt(step, index)) + ")=";
-    if (tagAt(step, index) == V::kPlatformItemTag && index < step.keyPairCount()) {
-        return text + step.keyValues[2 * index + 1];
+    std::string text = paramName(step, index) + "(" + std::to_string(step.pairTag(index)) + ")=";
+    if (step.pairTag(index) == V::kPlatformItemTag && index < step.keyPairCount()) {
+        return text + step.pairText(index);
     }
-    return text + std::to_string(valueAt(step, index));
+    return text + std::to_string(step.pairValue(index));
 }
 
 bool CommandRules::isHmpDefaults(const CheckedCommand* defaults) {
@@ -79,7 +73,7 @@ bool CommandRules::isHmpDefaults(const CheckedCommand* defaults) {
         return false;
     }
     const Action& step = defaults->steps.front();
-    return step.duration == 0 && step.tagPairCount() == 1 && tagAt(step, 0) == BRISK_TAG_GROUP_HMP;
+    return step.duration == 0 && step.tagPairCount() == 1 && step.pairTag(0) == BRISK_TAG_GROUP_HMP;
 }
 
 std::string CommandRules::apply(const CheckedCommand& command, CheckReport& report) {
@@ -173,7 +167,7 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
         return "defaults: refused";
     }
     for (int i = 0; i < n; ++i) {
-        int tag = tagAt(step, i);
+        int tag = step.pairTag(i);
         bool allowed = n == 1
                            ? tag == BRISK_TAG_GROUP_HMP
                            : V::inRange(tag, BRISK_TAG_EAS_GROUP_FIRST, BRISK_TAG_EAS_GROUP_LAST);
@@ -187,15 +181,15 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
     }
     std::set<int> seen;
     for (int i = 0; i < n; ++i) {
-        if (!seen.insert(tagAt(step, i)).second) {
+        if (!seen.insert(step.pairTag(i)).second) {
             report.warning(id, command.line,
                            paramName(step, i) +
                                " is given twice: the later level wins and a group is left "
                                "without a default (level 0)");
         }
-        if (!V::isOnSchedLadder(valueAt(step, i))) {
+        if (!V::isOnSchedLadder(step.pairValue(i))) {
             report.warning(id, command.line,
-                           "level " + std::to_string(valueAt(step, i)) + " of " +
+                           "level " + std::to_string(step.pairValue(i)) + " of " +
                                paramName(step, i) + " is not on the ladder " + ladderText() +
                                ": it is stored as it stands, and a client's step from it "
                                "restarts at " +
@@ -203,7 +197,7 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
         }
     }
     if (n == 1) {
-        return "defaults: the hmp group at " + std::to_string(valueAt(step, 0));
+        return "defaults: the hmp group at " + std::to_string(step.pairValue(0));
     }
     return "defaults: eight EAS groups: " + levelsText(step);
 }
@@ -236,7 +230,7 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
     bool written = false;
     for (int i = 0; i < first.tagPairCount(); ++i) {
         written = written || (governor ? paramName(first, i) == V::kPriorityKey
-                                       : tagAt(first, i) == V::kPriorityTag);
+                                       : first.pairTag(i) == V::kPriorityTag);
     }
     auto builtIn = mBuiltIn.find(id);
     const bool hasBuiltIn = builtIn != mBuiltIn.end();
@@ -273,8 +267,8 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
     std::map<int, int> last;  // tag -> value, the last occurrence wins
     const int n = step.tagPairCount();
     for (int i = 0; i < n; ++i) {
-        int tag = tagAt(step, i);
-        int value = valueAt(step, i);
+        int tag = step.pairTag(i);
+        int value = step.pairValue(i);
         if (value < 1) {
             belowOne.push_back(pairText(step, i));
         }
@@ -350,7 +344,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         return "scheduling event: refused";
     }
     for (int i = 0; i < n; ++i) {
-        if (!V::isGroupTag(tagAt(step, i))) {
+        if (!V::isGroupTag(step.pairTag(i))) {
             report.error(id, command.line,
                          pairText(step, i) +
                              " is no scheduling group (tags 50..58); a step without duration is a "
@@ -360,7 +354,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         }
     }
     for (int i = 0; i < n; ++i) {
-        int tag = tagAt(step, i);
+        int tag = step.pairTag(i);
         bool active = mHmpDefaults ? tag == BRISK_TAG_GROUP_HMP : tag != BRISK_TAG_GROUP_HMP;
         if (!active) {
             report.warning(id, command.line,
