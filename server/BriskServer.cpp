@@ -30,12 +30,7 @@ BriskServer::~BriskServer() {
     if (mProbeHandler != nullptr) {
         mProbeHandler->detachWorker();
     }
-    delete mPlatPtr;
-    mPlatPtr = nullptr;
-    delete mFreqClientPtr;
-    mFreqClientPtr = nullptr;
-    delete mSchedLevelPtr;
-    mSchedLevelPtr = nullptr;
+    deleteObject();
     delete mProbeHandler;
     mProbeHandler = nullptr;
     mSceneSet.clear();
