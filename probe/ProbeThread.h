@@ -88,7 +88,8 @@ protected:
 
 private:
     // One pass: boost the due waiting threads, unboost the expired boosted ones,
-    // then sleep (on mCond when idle, else for the remaining boost delay).
+    // then sleep (on mCond when idle, else for the remaining boost delay). False,
+    // which ends the thread, only once stop() has asked.
     bool threadLoop() override;
     // Debian's libutils names threads only in Android builds: name the worker
     // here so that ps, top and debuggers show "ProbeThread".
