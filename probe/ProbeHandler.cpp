@@ -31,12 +31,15 @@ void ProbeHandler::stopWorker(bool releaseBoosts) {
     }
 }
 
+int ProbeHandler::scanMessage(const char* msg, int* pid, int* tid) {
+    // A missing message is refused like an empty one: the scanner's end of input.
+    return msg == nullptr ? -1 : sscanf_s(msg, Vocabulary::kProbeMessageFormat, pid, tid);
+}
+
 int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* payload) {
     int pid = 0;
     int tid = 0;
-    // A missing message is refused like an empty one: the scanner's end of input.
-    const int scanned =
-        msg == nullptr ? -1 : sscanf_s(msg, Vocabulary::kProbeMessageFormat, &pid, &tid);
+    const int scanned = scanMessage(msg, &pid, &tid);
     if (scanned != 2) {
         // Passed back unchanged: a message in which nothing matched yields 0, which
         // the caller takes for success. Kept on purpose.

@@ -40,6 +40,9 @@ public:
     // payload or state, and the scanner's own count when the message cannot be read
     // (so a message in which nothing matched returns 0).
     int handle(const char* msg, unsigned int payloadNum, const int* payload);
+    // Reads a probe message as handle does; returns the scanner's count (2 when
+    // both ids were read, -1 for a null or empty message).
+    static int scanMessage(const char* msg, int* pid, int* tid);
 
     android::sp<ProbeThread> mProbeThread;
     // Time, in milliseconds, a thread waits before it is boosted; read by the worker

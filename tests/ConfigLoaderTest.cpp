@@ -1,6 +1,7 @@
 // The configuration file, from disk to the Action chains that BriskParser hands out.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 
 #include "config/BriskLoadXml.h"
@@ -156,6 +157,49 @@ TEST_F(ConfigLoaderTest, DeeplyNestedAndMissingFilesDoNotCrash) {
     EXPECT_EQ(loader->loadXmlMap(), nullptr);
     EXPECT_TRUE(
         log.has(ANDROID_LOG_ERROR, "brisk_config_cust.xml is not exit or file is invalid!"));
+}
+
+// tinyxml2 compares each new attribute of an element with all the earlier ones:
+// 100,000 attributes on one element take minutes to parse, a million never end.
+TEST_F(ConfigLoaderTest, ElementsWithTooManyAttributesAreRefusedBeforeParsing) {
+    auto attributes = [](size_t count) {
+        std::string text;
+        for (size_t i = 0; i < count; ++i) {
+            text += " a" + std::to_string(i) + "=\"1\"";
+        }
+        return text;
+    };
+    const size_t limit = BriskLoadXml::kMaxAttributesPerElement;
+    // Quotes outside start tags and a '>' inside a value do not upset the count.
+    const std::string ordinary = "<?xml version=\"1.0\"?><!-- \"\"\"\"\" -->\n<policy>\n" +
+                                 std::string("<c id=\"1\"") + attributes(limit - 1) +
+                                 "><s><x>\"'\"'</x><![CDATA[\"\"]]></s></c>\n<d v=\"<>\" />";
+    struct Case {
+        std::string content;
+        int refusedLine;  // 0: accepted
+    };
+    const Case cases[] = {
+        {ordinary + "</policy>", 0},
+        {ordinary + "\n\n<e" + attributes(limit + 1) + "/></policy>", 6},
+        {"<policy><c id=\"1\"" + attributes(100000) + "/></policy>", 1},
+    };
+    for (const Case& c : cases) {
+        TempConfig cfg = TempConfig::withContent(c.content);
+        std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
+        std::map<int, RawXmlData*> raw;
+        log.clear();
+        auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(loader->innerLoad(cfg.path().c_str(), &raw), c.refusedLine == 0 ? 0 : 2);
+        // A generous bound: the refusal is a linear scan, the parse it saves is not.
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+        BriskLoadXml::freeRawXmlMap(raw);
+        if (c.refusedLine != 0) {
+            EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
+                                "LoadFile refused, path:" + cfg.path() + ", the element at line " +
+                                    std::to_string(c.refusedLine) + " has more than 64 attributes"))
+                << "line " << c.refusedLine;
+        }
+    }
 }
 
 TEST_F(ConfigLoaderTest, CreateParserInstallsTheParserOrReportsWhy) {

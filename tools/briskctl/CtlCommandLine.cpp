@@ -105,10 +105,6 @@ bool parseEvent(const std::vector<std::string>& args, size_t i, Request* request
         *error = "event needs a command id";
         return false;
     }
-    if (request->msg.size() > Protocol::kMaxTextSize) {
-        *error = "--msg is longer than 4096 bytes";
-        return false;
-    }
     return true;
 }
 
@@ -159,18 +155,12 @@ bool parseGet(const std::vector<std::string>& args, size_t i, Request* request,
     return true;
 }
 
-bool parseDump(const std::vector<std::string>& args, size_t i, Request* request,
-               std::string* error) {
+void parseDump(const std::vector<std::string>& args, size_t i, Request* request) {
     request->type = RequestType::Dump;
     if (i < args.size() && args[i] == "--") {
         ++i;
     }
     request->args.assign(args.begin() + static_cast<long>(i), args.end());
-    if (request->args.size() > Protocol::kMaxDumpArgs) {
-        *error = "too many dump arguments";
-        return false;
-    }
-    return true;
 }
 }  // namespace
 
@@ -255,7 +245,7 @@ CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
     } else if (line.command == "get") {
         ok = parseGet(args, i, &line.request, &error);
     } else if (line.command == "dump") {
-        ok = parseDump(args, i, &line.request, &error);
+        parseDump(args, i, &line.request);
     } else {
         line.request.type = RequestType::Version;
         ok = i == args.size();
@@ -263,6 +253,10 @@ CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
     }
     if (!ok) {
         return fail(line.command + ": " + error);
+    }
+    // The daemon would refuse an oversize request after a round trip; say so now.
+    if (!line.request.checkLimits(&error)) {
+        return fail(line.command + ": " + error + "; nothing was sent");
     }
     return line;
 }

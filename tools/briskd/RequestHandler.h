@@ -20,7 +20,10 @@ public:
 
 private:
     bool permitted(const PeerCredentials& peer, AccessPolicy::Right right, Reply* refusal) const;
-    Reply event(const Request& request);
+    Reply event(const Request& request, const PeerCredentials& peer);
+    // True when the probe event may reach the service; else false with the refusal.
+    bool probeTargetAllowed(const Request& request, const PeerCredentials& peer,
+                            Reply* refusal) const;
     Reply setConfig(const Request& request);
     Reply getConfig(const Request& request);
     Reply dump(const Request& request, int dumpFd);
