@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdlib>
 
+#include "config/RecordChain.h"
 #include "config/XmlAttributeScan.h"
 #include "platform/DeviceApi.h"
 #include "server/BriskLog.h"
@@ -134,12 +135,7 @@ bool BriskLoadXml::isIdInInt32Range(const char* text) {
 
 void BriskLoadXml::freeRawXmlMap(std::map<int, RawXmlData*>& rawMap) {
     for (auto& entry : rawMap) {
-        RawXmlData* record = entry.second;
-        while (record != nullptr) {
-            RawXmlData* next = record->next;
-            delete record;
-            record = next;
-        }
+        deleteRecordChain(entry.second);
     }
     rawMap.clear();
 }

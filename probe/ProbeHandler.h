@@ -28,6 +28,9 @@ public:
     // Makes the worker stop using this handler and the platform, waiting for a
     // pass under way. For an owner that must free the platform before the handler.
     void detachWorker();
+    // Ends the worker (ProbeThread::stop), for a host that must; the service never
+    // does.
+    void stopWorker(bool releaseBoosts);
 
     ProbeHandler(const ProbeHandler&) = delete;
     ProbeHandler& operator=(const ProbeHandler&) = delete;

@@ -55,44 +55,6 @@ TEST_F(ConfigLoaderTest, StepsBecomeActionsWithTheirPairsInDocumentOrder) {
     EXPECT_EQ(first.next->next, nullptr);
 }
 
-TEST_F(ConfigLoaderTest, EveryNamedTagOfTheLanguageMapsToItsNumber) {
-    const std::pair<const char*, int> names[] = {{"little_cpu_min", 1},
-                                                 {"little_cpu_max", 2},
-                                                 {"big_cpu_min", 4},
-                                                 {"big_cpu_max", 5},
-                                                 {"gpu_min", 7},
-                                                 {"gpu_max", 8},
-                                                 {"ipa_on_temp", 17},
-                                                 {"ipa_control_temp", 18},
-                                                 {"ipa_sustainable_power", 19},
-                                                 {"fork_on_big_cluster", 20},
-                                                 {"priority", 101},
-                                                 {"hmp", 50},
-                                                 {"boost", 51},
-                                                 {"vip", 52},
-                                                 {"top_app", 53},
-                                                 {"root", 54},
-                                                 {"foreground", 55},
-                                                 {"system_background", 56},
-                                                 {"key_background", 57},
-                                                 {"background", 58},
-                                                 {"tag_12345", 12345}};
-    std::string step;
-    std::vector<int> expected;
-    for (const auto& entry : names) {
-        step += std::string("<") + entry.first + ">3</" + entry.first + ">";
-        expected.push_back(entry.second);
-        expected.push_back(3);
-    }
-    TempConfig cfg = TempConfig::withCommands("<c id=\"7\"><s>" + step + "</s></c>");
-    auto parser = loadParser();
-    ASSERT_NE(parser, nullptr);
-    Action first;
-    ASSERT_EQ(parser->doParse(7, &first), 0);
-    EXPECT_EQ(first.tagValues, expected);
-    EXPECT_EQ(first.duration, 0) << "a step without a duration goes to the scheduling manager";
-}
-
 TEST_F(ConfigLoaderTest, BadStepsAreDroppedOneByOneAndTheCommandKeepsTheRest) {
     TempConfig cfg = TempConfig::withCommands(R"(
         <c id="1" name="a">

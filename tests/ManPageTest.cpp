@@ -6,8 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <fstream>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -48,23 +48,52 @@ std::string output(const std::string& program, const std::vector<std::string>& a
     return text;
 }
 
-std::set<std::string> matches(const std::string& text, const std::regex& pattern, int group) {
+// The options a help text names: "--word" after a blank, a '[' or a line start.
+std::set<std::string> optionsIn(const std::string& text) {
     std::set<std::string> found;
-    for (std::sregex_iterator it(text.begin(), text.end(), pattern), end; it != end; ++it) {
-        found.insert((*it)[group]);
+    for (size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 2)) {
+        const bool starts =
+            at == 0 || text[at - 1] == ' ' || text[at - 1] == '\n' || text[at - 1] == '[';
+        const size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", at + 2);
+        if (starts && end != at + 2 && islower(static_cast<unsigned char>(text[at + 2]))) {
+            found.insert(text.substr(at, end - at));
+        }
     }
     return found;
 }
 
-// The pages' sources, as (program, path).
+// The first words of the indented lines under "commands:", up to a blank line.
+std::vector<std::string> commandsIn(const std::string& help) {
+    std::vector<std::string> found;
+    std::istringstream lines(help);
+    bool inBlock = false;
+    for (std::string line; std::getline(lines, line);) {
+        if (line == "commands:") {
+            inBlock = true;
+        } else if (line.empty()) {
+            inBlock = false;
+        } else if (inBlock && line.compare(0, 2, "  ") == 0) {
+            std::istringstream words(line);
+            std::string word;
+            words >> word;
+            found.push_back(word);
+        }
+    }
+    return found;
+}
+
+// The pages' sources, docs/man/<program>.<section>.scd, as (program, path).
 std::vector<std::pair<std::string, std::string>> pages() {
     std::vector<std::pair<std::string, std::string>> out;
+    const std::string suffix = ".scd";
     if (DIR* dir = opendir(kManDir.c_str())) {
         while (dirent* entry = readdir(dir)) {
-            std::smatch name;
-            std::string file = entry->d_name;
-            if (std::regex_match(file, name, std::regex(R"((.+)\.[1-8]\.scd)"))) {
-                out.emplace_back(name[1], kManDir + "/" + file);
+            const std::string file = entry->d_name;
+            const size_t dot = file.size() - suffix.size() - 2;
+            if (file.size() > suffix.size() + 2 &&
+                file.compare(dot + 2, suffix.size(), suffix) == 0 && file[dot] == '.' &&
+                isdigit(static_cast<unsigned char>(file[dot + 1]))) {
+                out.emplace_back(file.substr(0, dot), kManDir + "/" + file);
             }
         }
         closedir(dir);
@@ -73,9 +102,6 @@ std::vector<std::pair<std::string, std::string>> pages() {
 }
 
 TEST(ManPages, DescribeEveryOptionAndCommandTheProgramsList) {
-    const std::regex option(R"((^|[\s\[])(--[a-z][a-z-]*))");
-    const std::regex commands(R"(commands:\n((  \S.*\n)+))");
-    const std::regex command(R"(^  ([a-z]+) )", std::regex::multiline);
     size_t checked = 0;
     for (const auto& [program, path] : pages()) {
         const std::string binary = kBinaryDir + "/tools/" + program + "/" + program;
@@ -83,24 +109,21 @@ TEST(ManPages, DescribeEveryOptionAndCommandTheProgramsList) {
             continue;
         }
         std::ifstream in(path);
-        std::stringstream page;
-        page << in.rdbuf();
+        std::stringstream source;
+        source << in.rdbuf();
+        const std::string page = source.str();
         const std::string help = output(binary, {"--help"});
         ASSERT_FALSE(help.empty()) << program << " --help printed nothing";
-        std::set<std::string> listed = matches(help, option, 2);
-        std::smatch block;
-        if (std::regex_search(help, block, commands)) {
-            for (const std::string& name : matches(block[1], command, 1)) {
-                EXPECT_NE(page.str().find("*" + name + "*"), std::string::npos)
-                    << path << " does not describe the command '" << name << "'";
-                const std::string commandHelp = output(binary, {name, "--help"});
-                const std::set<std::string> more = matches(commandHelp, option, 2);
-                listed.insert(more.begin(), more.end());
-            }
+        std::set<std::string> listed = optionsIn(help);
+        for (const std::string& command : commandsIn(help)) {
+            EXPECT_NE(page.find("*" + command + "*"), std::string::npos)
+                << path << " does not describe the command '" << command << "'";
+            const std::set<std::string> more = optionsIn(output(binary, {command, "--help"}));
+            listed.insert(more.begin(), more.end());
         }
-        for (const std::string& name : listed) {
-            EXPECT_NE(page.str().find("*" + name + "*"), std::string::npos)
-                << program << " lists " << name << " but " << path << " does not describe it";
+        for (const std::string& option : listed) {
+            EXPECT_NE(page.find("*" + option + "*"), std::string::npos)
+                << program << " lists " << option << " but " << path << " does not describe it";
         }
         ++checked;
     }

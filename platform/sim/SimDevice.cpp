@@ -168,8 +168,9 @@ int SimDevice::doAction(const Action* action, unsigned int len, const int* paylo
             call.name = action->name;
             call.duration = action->duration;
             call.pairs.assign(action->tagValues.begin(),
-                              action->tagValues.begin() + 2 * action->tagPairCount());
+                              action->tagValues.begin() + 2L * action->tagPairCount());
         }
+        // A null payload is no payload, whatever the length says.
         call.len = len;
         call.payloadNull = payload == nullptr;
         if (payload != nullptr) {

@@ -1,8 +1,6 @@
 #include "tools/briskctl/CtlCommandLine.h"
 
-#include <strings.h>
-
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 #include "tools/protocol/Protocol.h"
 
 namespace {
@@ -69,9 +67,9 @@ bool isHelp(const std::string& arg) {
     return arg == "--help" || arg == "-h";
 }
 
+// Command-line numbers: an optional sign, no blanks.
 bool parseInt(const std::string& text, int* value) {
-    return !text.empty() && text.find_first_of(" \t\r\n") == std::string::npos &&
-           ConfigVocabulary::parseInt(text, value);
+    return Vocabulary::parseInt(text, value, Vocabulary::NumberForm::Signed);
 }
 
 bool parseEvent(const std::vector<std::string>& args, size_t i, Request* request,
@@ -191,18 +189,11 @@ const char* CtlCommandLine::commandHelp(const std::string& command) {
 }
 
 bool CtlCommandLine::parseClient(const std::string& text, int* clientId) {
-    static const char* const kNames[] = {"DUSK", "FERN", "MOSS"};
-    for (int i = 0; i < 3; ++i) {
-        if (strcasecmp(text.c_str(), kNames[i]) == 0) {
-            *clientId = i + 1;
-            return true;
-        }
-    }
-    return parseInt(text, clientId);
+    return Vocabulary::clientForName(text, clientId) || parseInt(text, clientId);
 }
 
 bool CtlCommandLine::parseTag(const std::string& text, int* tag) {
-    return ConfigVocabulary::tagForName(text, tag) || parseInt(text, tag);
+    return Vocabulary::tagForName(text, tag) || parseInt(text, tag);
 }
 
 CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
@@ -222,7 +213,7 @@ CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
         }
         if (args[i] == "--tag-names") {
             line.outcome = Outcome::Help;
-            for (const std::string& name : ConfigVocabulary::tagNames()) {
+            for (const std::string& name : Vocabulary::tagNames()) {
                 line.text += name + "\n";
             }
             return line;

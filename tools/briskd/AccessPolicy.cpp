@@ -4,13 +4,11 @@
 #include <pwd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
-#include "freq/FreqTags.h"
+#include "config/Vocabulary.h"
 
 namespace {
 struct RightInfo {
@@ -34,17 +32,13 @@ const RightInfo kRights[AccessPolicy::kRightCount] = {
 constexpr size_t kMaxLine = 4096;
 
 bool parseId(const std::string& text, unsigned long* id) {
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
-        text.size() > 10) {
-        return false;
-    }
-    errno = 0;
-    unsigned long value = strtoul(text.c_str(), nullptr, 10);
     // (uid_t) -1 means "no id" to the kernel; it is never a real peer.
-    if (errno != 0 || value >= UINT_MAX) {
+    long long value = 0;
+    if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, 0, UINT_MAX - 1LL,
+                                  &value)) {
         return false;
     }
-    *id = value;
+    *id = static_cast<unsigned long>(value);
     return true;
 }
 

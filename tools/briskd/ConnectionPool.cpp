@@ -30,6 +30,7 @@ ConnectionPool::Fit ConnectionPool::fit(const Entry& newcomer, bool afterLeaving
         // A client that has hung up sends nothing more: its thread ends once it
         // has answered what had arrived.
         std::vector<pollfd> fds;
+        fds.reserve(counted.size());
         for (const Entry* entry : counted) {
             fds.push_back({entry->connection->socketFd(), POLLRDHUP, 0});
         }

@@ -125,7 +125,7 @@ bool Daemon::startServer() {
         mServer = nullptr;
         return false;
     }
-    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicy, mProbes, mOptions.timeoutMs);
+    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicy, mOptions.timeoutMs);
     return true;
 }
 
@@ -185,7 +185,9 @@ void Daemon::shutDown() {
     (void)write(mStopFd.get(), &one, sizeof(one));
     mPool->joinAll();
     if (mServer != nullptr) {
-        mProbes.releaseAll(*mServer);
+        // Once the server is gone its probe worker no longer touches the platform:
+        // a boost still held then would stay on the device.
+        mServer->stopProbeWorker(true);
         mHandler.reset();
         delete mServer;
         mServer = nullptr;

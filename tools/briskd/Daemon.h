@@ -7,7 +7,6 @@
 #include "tools/briskd/DaemonOptions.h"
 #include "tools/briskd/ListenSocket.h"
 #include "tools/briskd/PeerCredentials.h"
-#include "tools/briskd/ProbeTracker.h"
 #include "tools/briskd/RateLimits.h"
 #include "tools/briskd/SimRecorder.h"
 #include "tools/protocol/UniqueFd.h"
@@ -48,7 +47,6 @@ private:
     ListenSocket mListen;
     UniqueFd mSignalFd;
     UniqueFd mStopFd;  // readable once the daemon stops: idle connections close
-    ProbeTracker mProbes;
     BriskServer* mServer = nullptr;
     std::unique_ptr<RequestHandler> mHandler;
     std::unique_ptr<ConnectionPool> mPool;

@@ -1,18 +1,14 @@
 #include "tools/briskd/DaemonOptions.h"
 
 #include <algorithm>
-#include <cstdlib>
 
+#include "config/Vocabulary.h"
 #include "tools/protocol/Protocol.h"
 
 namespace {
 bool parseBoundedInt(const std::string& text, int low, int high, int* out) {
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
-        text.size() > 9) {
-        return false;
-    }
-    long value = strtol(text.c_str(), nullptr, 10);
-    if (value < low || value > high) {
+    long long value = 0;
+    if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, low, high, &value)) {
         return false;
     }
     *out = static_cast<int>(value);

@@ -2,6 +2,7 @@
 
 #include <android/log.h>
 
+#include "config/Vocabulary.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/DaemonLog.h"
 #include "tools/briskd/DumpWatchdog.h"
@@ -67,12 +68,11 @@ bool RequestHandler::probeTargetAllowed(const Request& request, const PeerCreden
 }
 
 Reply RequestHandler::event(const Request& request, const PeerCredentials& peer) {
-    if (request.cmdId == BriskServer::kProbeCmdId) {
+    if (request.cmdId == Vocabulary::kProbeCmdId) {
         Reply refusal;
         if (!probeTargetAllowed(request, peer, &refusal)) {
             return refusal;
         }
-        return Reply::ok(mProbes.sendProbeEvent(mServer, request.msg, request.values));
     }
     // The payload is null when there are no values, and its length is always
     // the number of values sent: the service never reads past what arrived.

@@ -2,7 +2,6 @@
 
 #include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/PeerCredentials.h"
-#include "tools/briskd/ProbeTracker.h"
 #include "tools/protocol/Reply.h"
 #include "tools/protocol/Request.h"
 
@@ -13,9 +12,8 @@ class BriskServer;
 // from many connection threads at once.
 class RequestHandler {
 public:
-    RequestHandler(BriskServer& server, const AccessPolicy& policy, ProbeTracker& probes,
-                   int dumpTimeoutMs)
-        : mServer(server), mPolicy(policy), mProbes(probes), mDumpTimeoutMs(dumpTimeoutMs) {}
+    RequestHandler(BriskServer& server, const AccessPolicy& policy, int dumpTimeoutMs)
+        : mServer(server), mPolicy(policy), mDumpTimeoutMs(dumpTimeoutMs) {}
 
     // `dumpFd` is the descriptor passed with the request, or -1.
     Reply handle(const Request& request, const PeerCredentials& peer, int dumpFd);
@@ -32,6 +30,5 @@ private:
 
     BriskServer& mServer;
     const AccessPolicy& mPolicy;
-    ProbeTracker& mProbes;
     int mDumpTimeoutMs;
 };
