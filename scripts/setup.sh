@@ -6,7 +6,7 @@ set -euo pipefail
 PACKAGES=(
     build-essential cmake pkg-config clang-format clang-tidy scdoc
     libtinyxml2-dev android-liblog-dev android-libutils-dev libsafec-dev
-    libgtest-dev libgmock-dev libbenchmark-dev
+    libgtest-dev libgmock-dev libbenchmark-dev libsystemd-dev
 )
 
 bash "$(dirname "$0")/install-packages.sh" "${PACKAGES[@]}"

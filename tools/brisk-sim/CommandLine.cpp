@@ -21,6 +21,10 @@ bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std
             out->mode = Mode::Help;
             return true;
         }
+        if (strcmp(arg, "--version") == 0) {
+            out->mode = Mode::Version;
+            return true;
+        }
         if (strcmp(arg, "--check") == 0) {
             out->mode = Mode::Check;
         } else if (strcmp(arg, "--config") == 0) {
@@ -59,6 +63,7 @@ bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std
 std::string CommandLine::usage() {
     return "usage: brisk-sim [--config FILE] [SCENARIO]\n"
            "       brisk-sim --check [--config FILE]\n"
+           "       brisk-sim --help | --version\n"
            "Replays SCENARIO (standard input when absent or -) against the service on the\n"
            "simulated device and prints its transcript, or checks the configuration FILE.\n"
            "Without --config the configuration the service would read is used:\n  " +

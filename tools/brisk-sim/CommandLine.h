@@ -6,9 +6,9 @@
 //   brisk-sim [--config FILE] [SCENARIO]     replay SCENARIO (standard input when
 //                                             absent or "-") against the service
 //   brisk-sim --check [--config FILE]        check a configuration file
-//   brisk-sim --help
+//   brisk-sim --help | --version
 struct CommandLine {
-    enum class Mode { Run, Check, Help };
+    enum class Mode { Run, Check, Help, Version };
 
     Mode mode = Mode::Run;
     // The configuration: FILE, or the one the service would read when --config

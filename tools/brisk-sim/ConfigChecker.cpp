@@ -17,59 +17,13 @@ bool isHexId(const std::string& text) {
     return i != std::string::npos && text.compare(i, 2, "0x") == 0;
 }
 
-size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j) {
-        row[j] = j;
-    }
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            size_t above = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
-            diagonal = above;
-        }
-    }
-    return row[b.size()];
-}
-
-std::string lower(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return text;
-}
-
 struct LoaderDeleter {
     void operator()(BriskLoadXml* loader) const { delete loader; }
 };
 }  // namespace
 
 std::string ConfigChecker::suggestName(const std::string& name) {
-    // Long names are no typos of ours; this also bounds the work per name.
-    const size_t kLongestName = 64;
-    if (name.size() > kLongestName) {
-        return std::string();
-    }
-    std::vector<std::string> known = {Vocabulary::kDurationKey};
-    for (const std::string& tagName : Vocabulary::tagNames()) {
-        known.push_back(tagName);
-    }
-    // Short names are close to too many others: allow one edit below eight letters.
-    const size_t kShortName = 8;
-    std::string best;
-    size_t bestDistance = name.size() < kShortName ? 2 : 3;
-    for (const std::string& candidate : known) {
-        size_t d = lower(name) == candidate ? 0 : editDistance(name, candidate);
-        if (d < bestDistance) {
-            best = candidate;
-            bestDistance = d;
-        }
-    }
-    return best;
+    return Vocabulary::suggestName(name, {Vocabulary::kDurationKey});
 }
 
 int ConfigChecker::run(const std::string& path, FILE* out) {

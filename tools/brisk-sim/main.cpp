@@ -23,7 +23,7 @@ constexpr int kExitUsage = 2;
 constexpr size_t kMaxConfigPath = 127;
 
 int usageError(const std::string& message) {
-    fprintf(stderr, "brisk-sim: %s\n%s", message.c_str(), CommandLine::usage().c_str());
+    fprintf(stderr, "brisk-sim: %s (try brisk-sim --help)\n", message.c_str());
     return kExitUsage;
 }
 
@@ -76,6 +76,9 @@ int main(int argc, char** argv) {
     switch (args.mode) {
         case CommandLine::Mode::Help:
             fputs(CommandLine::usage().c_str(), stdout);
+            return kExitDone;
+        case CommandLine::Mode::Version:
+            printf("brisk-sim %s\n", BRISK_VERSION);
             return kExitDone;
         case CommandLine::Mode::Check:
             if (access(args.configPath.c_str(), R_OK) != 0) {

@@ -6,6 +6,21 @@
 #include "tools/protocol/Protocol.h"
 
 namespace {
+const char* const kValueOptions[] = {
+    "--config", "--socket",   "--backend",     "--record",      "--jank-log",
+    "--policy", "--allow",    "--max-clients", "--max-per-uid", "--reserved",
+    "--rate",   "--uid-rate", "--timeout-ms",
+};
+
+bool takesValue(const std::string& option) {
+    for (const char* known : kValueOptions) {
+        if (option == known) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool parseBoundedInt(const std::string& text, int low, int high, int* out) {
     long long value = 0;
     if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, low, high, &value)) {
@@ -22,7 +37,8 @@ const char* DaemonOptions::usage() {
            "\n"
            "  --config FILE        configuration file (default: the standard search,\n"
            "                       /etc/brisk/xml/brisk_config_cust.xml, then the install's)\n"
-           "  --socket PATH        socket to listen on (default /run/brisk/briskd.sock)\n"
+           "  --socket PATH        socket to listen on (default $BRISK_SOCKET, else\n"
+           "                       /run/brisk/briskd.sock)\n"
            "  --backend sim        device back-end; 'sim' (the simulated device) for now\n"
            "  --record FILE        write every call reaching the simulated device to FILE\n"
            "  --jank-log FILE      append jank-log records to FILE (default: the log)\n"
@@ -42,7 +58,15 @@ const char* DaemonOptions::usage() {
            "  --uid-rate N         the same for all connections of one user (default 1000)\n"
            "  --timeout-ms MS      idle and per-request time limit (default 5000)\n"
            "  --verbose            log debug lines too\n"
-           "  --help               this text\n";
+           "  --check-config       load the configuration and the policy, print their\n"
+           "                       verdict and exit (0: both usable)\n"
+           "  --version            print briskd's release and protocol version\n"
+           "  --help               this text\n"
+           "\n"
+           "SIGTERM and SIGINT stop it cleanly; SIGHUP re-reads the access policy (the\n"
+           "configuration is read only at start-up). Exit status: 0 after a clean stop\n"
+           "or a usable --check-config, 1 when start-up or the check failed, 2 for a\n"
+           "command line it cannot use.\n";
 }
 
 bool DaemonOptions::settleConnectionLimits(std::string* error) {
@@ -63,22 +87,42 @@ bool DaemonOptions::settleConnectionLimits(std::string* error) {
     return true;
 }
 
+std::string DaemonOptions::versionLine() {
+    return std::string("briskd ") + BRISK_VERSION + " (protocol " +
+           std::to_string(Protocol::kVersion) + ")";
+}
+
 bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string* error) {
     *out = DaemonOptions();
-    out->socketPath = Protocol::kDefaultSocketPath;
+    out->socketPath = Protocol::defaultSocketPath();
     for (int i = 1; i < argc; ++i) {
         std::string option = argv[i];
         if (option == "--help" || option == "-h") {
             out->help = true;
             continue;
         }
+        if (option == "--version") {
+            out->version = true;
+            continue;
+        }
         if (option == "--verbose") {
             out->verbose = true;
             continue;
         }
+        if (option == "--check-config") {
+            out->checkConfig = true;
+            continue;
+        }
+        if (option.compare(0, 2, "--") != 0) {
+            *error = "unexpected argument '" + option + "'";
+            return false;
+        }
+        if (!takesValue(option)) {
+            *error = "unknown option '" + option + "'";
+            return false;
+        }
         if (i + 1 >= argc) {
-            *error = option.compare(0, 2, "--") == 0 ? option + " needs a value"
-                                                     : "unexpected argument '" + option + "'";
+            *error = option + " needs a value";
             return false;
         }
         std::string value = argv[++i];

@@ -23,10 +23,14 @@ struct DaemonOptions {
     int timeoutMs = 5000;
     bool verbose = false;
     bool help = false;
+    bool version = false;
+    bool checkConfig = false;  // load the configuration and the policy, say what they are worth
 
-    // False with `error` set for a command line that cannot be used.
+    // False with `error` set (one line) for a command line that cannot be used.
     static bool parse(int argc, char** argv, DaemonOptions* out, std::string* error);
     static const char* usage();
+    // "briskd 1.0.0 (protocol 1)".
+    static std::string versionLine();
 
 private:
     // Fills in the defaults that follow from maxClients and checks the limits

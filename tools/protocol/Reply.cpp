@@ -12,6 +12,9 @@ std::vector<uint8_t> Reply::encodeBody() const {
     for (int32_t value : values) {
         writer.putI32(value);
     }
+    if (!document.empty()) {
+        writer.putText(document);
+    }
     return writer.take();
 }
 
@@ -30,6 +33,9 @@ bool Reply::decodeBody(const std::vector<uint8_t>& body, Reply* out) {
         if (!reader.getI32(&out->values[i])) {
             return false;
         }
+    }
+    if (!reader.atEnd() && !reader.getText(&out->document, Protocol::kMaxDocumentSize)) {
+        return false;
     }
     return reader.atEnd();
 }
