@@ -59,21 +59,28 @@ const ResultMeaning kResultMeanings[] = {
 const char kBeginName[] = "begin";
 const char kEndName[] = "end";
 
+// Edits between two names: letters inserted, removed, changed, or two
+// neighbours swapped ("gmae" is one edit from "game").
 size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<size_t> row(b.size() + 1);
+    const size_t width = b.size() + 1;
+    std::vector<size_t> d((a.size() + 1) * width);
+    auto at = [&](size_t i, size_t j) -> size_t& { return d[i * width + j]; };
+    for (size_t i = 0; i <= a.size(); ++i) {
+        at(i, 0) = i;
+    }
     for (size_t j = 0; j <= b.size(); ++j) {
-        row[j] = j;
+        at(0, j) = j;
     }
     for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
         for (size_t j = 1; j <= b.size(); ++j) {
-            size_t above = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
-            diagonal = above;
+            at(i, j) = std::min(
+                {at(i - 1, j) + 1, at(i, j - 1) + 1, at(i - 1, j - 1) + (a[i - 1] != b[j - 1])});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                at(i, j) = std::min(at(i, j), at(i - 2, j - 2) + 1);
+            }
         }
     }
-    return row[b.size()];
+    return at(a.size(), b.size());
 }
 
 std::string lower(std::string text) {
