@@ -11,7 +11,10 @@ std::shared_ptr<const AccessPolicy> PolicyStore::build(const Sources& sources, s
     for (const std::string& rule : sources.rules) {
         std::string reason;
         if (!policy->addOption(rule, &reason)) {
-            *error = "--allow " + rule + ": " + reason;
+            *error = "--allow ";
+            *error += rule;
+            *error += ": ";
+            *error += reason;
             return nullptr;
         }
     }
