@@ -2,6 +2,7 @@
 // any of it, and the configured commands with their routes.
 #include "config/BriskParser.h"
 #include "freq/FreqClientManager.h"
+#include "platform/BackendStatusSource.h"
 #include "platform/BriskPlat.h"
 #include "probe/ProbeThread.h"
 #include "sched/SchedLevelManager.h"
@@ -29,6 +30,11 @@ void BriskServer::readStatus(ServiceStatus* out) {
     }
     if (mProbeHandler != nullptr && mProbeHandler->mProbeThread != nullptr) {
         mProbeHandler->mProbeThread->readStatus(out);
+    }
+    auto* source =
+        mPlatPtr == nullptr ? nullptr : dynamic_cast<BackendStatusSource*>(mPlatPtr->mPerf);
+    if (source != nullptr) {
+        source->readStatus(&out->backend);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/BackendStatus.h"
 #include "server/EventRouter.h"
 
 // A read-only picture of what the service holds at one moment, filled by
@@ -56,4 +57,6 @@ struct ServiceStatus {
     std::vector<GroupLevels> groups;
     std::vector<unsigned int> boostedThreads;
     std::vector<unsigned int> waitingThreads;  // started work, not boosted yet
+    // The back-end's own view, when it offers one (BackendStatusSource).
+    BackendStatus backend;
 };

@@ -17,7 +17,6 @@
 
 #include "config/Vocabulary.h"
 #include "platform/sim/JankLogSink.h"
-#include "platform/sim/SimDevice.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/ConfigCheck.h"
 #include "tools/briskd/Connection.h"
@@ -172,9 +171,7 @@ bool Daemon::startServer() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     mFacts.startedAt = now.tv_sec;
-    mHandler = std::make_unique<RequestHandler>(
-        *mServer, mPolicies, mOptions.timeoutMs, mFacts,
-        [](BackendStatus* out) { SimDevice::instance().readStatus(out); });
+    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicies, mOptions.timeoutMs, mFacts);
     return true;
 }
 

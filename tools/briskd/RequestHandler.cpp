@@ -115,13 +115,9 @@ Reply RequestHandler::dump(const Request& request, int dumpFd) {
 Reply RequestHandler::status() {
     ServiceStatus service;
     mServer.readStatus(&service);
-    BackendStatus backend;
-    if (mBackendView) {
-        mBackendView(&backend);
-    }
     Reply reply = Reply::ok(0);
-    reply.document = StatusDocument::status(mFacts, mServer.briskGetVersion(), service, backend,
-                                            mServer.listCommands());
+    reply.document =
+        StatusDocument::status(mFacts, mServer.briskGetVersion(), service, mServer.listCommands());
     return reply;
 }
 

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <functional>
-
-#include "platform/BackendStatus.h"
 #include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/PeerCredentials.h"
 #include "tools/briskd/PolicyStore.h"
@@ -17,16 +14,12 @@ class BriskServer;
 // from many connection threads at once.
 class RequestHandler {
 public:
-    // Fills in the back-end's read-only view for a status.
-    using BackendView = std::function<void(BackendStatus*)>;
-
     RequestHandler(BriskServer& server, const PolicyStore& policies, int dumpTimeoutMs,
-                   DaemonFacts facts, BackendView backendView)
+                   DaemonFacts facts)
         : mServer(server),
           mPolicies(policies),
           mDumpTimeoutMs(dumpTimeoutMs),
-          mFacts(std::move(facts)),
-          mBackendView(std::move(backendView)) {}
+          mFacts(std::move(facts)) {}
 
     // `dumpFd` is the descriptor passed with the request, or -1.
     Reply handle(const Request& request, const PeerCredentials& peer, int dumpFd);
@@ -48,5 +41,4 @@ private:
     const PolicyStore& mPolicies;
     int mDumpTimeoutMs;
     DaemonFacts mFacts;
-    BackendView mBackendView;
 };

@@ -48,7 +48,7 @@ bool clientHolds(int tag, int value) {
 }  // namespace
 
 std::string StatusDocument::status(const DaemonFacts& facts, int serviceVersion,
-                                   const ServiceStatus& service, const BackendStatus& backend,
+                                   const ServiceStatus& service,
                                    const std::vector<ServiceStatus::Command>& commands) {
     Names names;
     for (const ServiceStatus::Command& command : commands) {
@@ -59,11 +59,11 @@ std::string StatusDocument::status(const DaemonFacts& facts, int serviceVersion,
     json.field("format", kFormat);
     daemon(json, facts);
     serviceFlags(json, serviceVersion, service);
-    backendNodes(json, backend, service, names);
+    backendNodes(json, service, names);
     frequency(json, service, names);
     scheduling(json, service);
     scenes(json, service, names);
-    actions(json, service, backend, names);
+    actions(json, service, names);
     threads(json, service);
     json.endObject();
     return json.take();
@@ -97,8 +97,9 @@ void StatusDocument::serviceFlags(JsonWriter& json, int version, const ServiceSt
     json.endObject();
 }
 
-void StatusDocument::backendNodes(JsonWriter& json, const BackendStatus& backend,
-                                  const ServiceStatus& service, const Names& names) {
+void StatusDocument::backendNodes(JsonWriter& json, const ServiceStatus& service,
+                                  const Names& names) {
+    const BackendStatus& backend = service.backend;
     json.key("backend");
     json.beginObject();
     json.field("name", backend.name);
@@ -253,8 +254,7 @@ void StatusDocument::scenes(JsonWriter& json, const ServiceStatus& service, cons
     json.endObject();
 }
 
-void StatusDocument::actions(JsonWriter& json, const ServiceStatus& service,
-                             const BackendStatus& backend, const Names& names) {
+void StatusDocument::actions(JsonWriter& json, const ServiceStatus& service, const Names& names) {
     // On/off actions begun and not ended: their frequency pairs are held by the
     // service, their other pairs by the back-end.
     std::set<int> begun;
@@ -263,7 +263,7 @@ void StatusDocument::actions(JsonWriter& json, const ServiceStatus& service,
             begun.insert(limit.cmdId);
         }
     }
-    for (int cmdId : backend.heldCommands) {
+    for (int cmdId : service.backend.heldCommands) {
         if (Vocabulary::isOnOffCmdId(cmdId)) {
             begun.insert(cmdId);
         }

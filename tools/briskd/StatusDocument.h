@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "platform/BackendStatus.h"
 #include "server/ServiceStatus.h"
 
 class JsonWriter;
@@ -31,7 +30,7 @@ public:
     static constexpr int kFormat = 1;
 
     static std::string status(const DaemonFacts& facts, int serviceVersion,
-                              const ServiceStatus& service, const BackendStatus& backend,
+                              const ServiceStatus& service,
                               const std::vector<ServiceStatus::Command>& commands);
     static std::string commands(const std::vector<ServiceStatus::Command>& commands);
 
@@ -40,14 +39,12 @@ private:
 
     static void daemon(JsonWriter& json, const DaemonFacts& facts);
     static void serviceFlags(JsonWriter& json, int version, const ServiceStatus& service);
-    static void backendNodes(JsonWriter& json, const BackendStatus& backend,
-                             const ServiceStatus& service, const Names& names);
+    static void backendNodes(JsonWriter& json, const ServiceStatus& service, const Names& names);
     static void holders(JsonWriter& json, const BackendStatus::Node& node,
                         const ServiceStatus& service, const Names& names);
     static void frequency(JsonWriter& json, const ServiceStatus& service, const Names& names);
     static void scheduling(JsonWriter& json, const ServiceStatus& service);
     static void scenes(JsonWriter& json, const ServiceStatus& service, const Names& names);
-    static void actions(JsonWriter& json, const ServiceStatus& service,
-                        const BackendStatus& backend, const Names& names);
+    static void actions(JsonWriter& json, const ServiceStatus& service, const Names& names);
     static void threads(JsonWriter& json, const ServiceStatus& service);
 };
