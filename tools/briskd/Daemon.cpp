@@ -1,19 +1,16 @@
 #include "tools/briskd/Daemon.h"
 
-#include <limits.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-
-#include <time.h>
 
 #include "config/Vocabulary.h"
 #include "platform/sim/JankLogSink.h"
