@@ -4,7 +4,7 @@
 set -euo pipefail
 
 PACKAGES=(
-    build-essential cmake pkg-config clang-format clang-tidy
+    build-essential cmake pkg-config clang-format clang-tidy scdoc
     libtinyxml2-dev android-liblog-dev android-libutils-dev libsafec-dev
     libgtest-dev libgmock-dev libbenchmark-dev
     # The fuzz targets: clang with libFuzzer and the sanitizer runtimes, and the
@@ -12,23 +12,4 @@ PACKAGES=(
     clang libclang-rt-14-dev llvm
 )
 
-missing=()
-for pkg in "${PACKAGES[@]}"; do
-    if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
-        missing+=("$pkg")
-    fi
-done
-
-if [ ${#missing[@]} -eq 0 ]; then
-    exit 0
-fi
-
-if [ "$(id -u)" -ne 0 ]; then
-    echo "setup: missing packages: ${missing[*]}; run this script as root" >&2
-    exit 1
-fi
-
-echo "setup: installing ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
-apt-get update -qq
-apt-get install -y -qq --no-install-recommends "${missing[@]}"
+bash "$(dirname "$0")/install-packages.sh" "${PACKAGES[@]}"
