@@ -2,6 +2,8 @@
 // takes every kind of event for the ids the file names and for one id of every
 // route, client requests from each client, reads and dumps, and is deleted. No
 // file may crash it, make it read or write out of bounds, or leak.
+#include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <set>
 
@@ -40,7 +42,8 @@ std::set<int> idsToSend(const std::string& text) {
         if (digits < text.size() && (text[digits] == '"' || text[digits] == '\'')) {
             ++digits;
         }
-        ids.insert(atoi(text.c_str() + digits));
+        const long id = strtol(text.c_str() + digits, nullptr, 10);
+        ids.insert(static_cast<int>(std::clamp<long>(id, INT_MIN, INT_MAX)));
     }
     return ids;
 }
