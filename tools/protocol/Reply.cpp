@@ -34,7 +34,9 @@ bool Reply::decodeBody(const std::vector<uint8_t>& body, Reply* out) {
             return false;
         }
     }
-    if (!reader.atEnd() && !reader.getText(&out->document, Protocol::kMaxDocumentSize)) {
+    // A document, when there is one, is never empty: an empty one is sent as none.
+    if (!reader.atEnd() &&
+        (!reader.getText(&out->document, Protocol::kMaxDocumentSize) || out->document.empty())) {
         return false;
     }
     return reader.atEnd();
