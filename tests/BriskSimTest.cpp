@@ -369,15 +369,31 @@ TEST_F(BriskSimScenario, UsageErrorsExitWithTwo) {
         {"--config", kShippedConfig, "--config", kShippedConfig},
         {scenario, scenario},
         {"--check", scenario},
-        {"--config", "/nonexistent/brisk.xml", scenario},
-        {"--check", "--config", "/nonexistent/brisk.xml"},
-        {"/nonexistent/x.scenario"},
-        {"--config", "/" + std::string(130, 'x'), scenario},
+        {"--check", "--timeline", "x.svg"},
+        {"--timeline", "x.png", scenario},
+        {"--device", "d", scenario},
+        {"--check", "--format", "xml"},
+        {"--config", dir.file(std::string(120, 'x'), readFile(kShippedConfig)), scenario},
     };
     for (const auto& args : cases) {
         SimRun run = runSim(args);
         EXPECT_EQ(run.status, 2) << args[0] << "...: usage errors exit with 2";
         EXPECT_TRUE(contains(run.err, "usage: brisk-sim")) << run.err;
+    }
+    // A file it cannot read is one line with the system's reason and a hint.
+    const std::vector<std::vector<std::string>> unreadable = {
+        {"--config", "/nonexistent/brisk.xml", scenario},
+        {"--check", "--config", "/nonexistent/brisk.xml"},
+        {"/nonexistent/x.scenario"},
+        {"--check", "--device", "/nonexistent/device"},
+    };
+    for (const auto& args : unreadable) {
+        SimRun run = runSim(args);
+        EXPECT_EQ(run.status, 2) << args.back();
+        EXPECT_TRUE(contains(run.err, "cannot read the ") &&
+                    contains(run.err, ": No such file or directory") &&
+                    std::count(run.err.begin(), run.err.end(), '\n') == 1)
+            << run.err;
     }
     SimRun help = runSim({"--help"});
     EXPECT_EQ(help.status, 0);
@@ -468,9 +484,12 @@ TEST_F(BriskSimCheck, FindsWhatStopsStartUp) {
     }
     const std::pair<std::string, std::string> unloadable[] = {
         {manyAttributes + "/></policy>", "the element at line 2 has more than 64 attributes"},
-        {"<policy><c id=\"1\">", "cannot be read as XML"},
-        {"", "cannot be read as XML"},
-        {"<config><c id=\"1\"/></config>", "no top-level \"policy\" element"},
+        {"<policy>\n<c id=\"1\">\n<s></c></policy>",
+         "no well-formed XML: <s> opened at line 3 is never closed (a missing or misspelt </s>)"},
+        {"<policy><c id=1/></policy>", "an attribute of <c> at line 1 is malformed"},
+        {"", "the file holds no XML element"},
+        {"<config><c id=\"1\"/></config>",
+         "no top-level <policy> element (its first element is <config>)"},
         {"<policy>  </policy>", "holds no command"},
     };
     for (const auto& c : unloadable) {
@@ -542,7 +561,8 @@ TEST_F(BriskSimCheck, FindsWhatTheServiceRefusesAtRunTime) {
         "error 12301 (line 12): ipa_on_temp(17)=60000: the frequency path takes only tags 1, 2, 4, "
         "5, 7, 8",
         "error 12302 (line 13): 44 frequency pairs: at most 43 fit in one step",
-        "error 12303 (line 14): floor 700000 above ceiling 500000 (tags 7, 8)",
+        "error 12303 (line 14): floor 700000 above ceiling 500000 (tags 7, 8; the ceiling at "
+        "line 14)",
         "warning 12304 (line 15): the on/off step has no pairs",
         "error 300 (line 16): 9 level pairs: a scheduling event (duration 0) takes 1 to 8",
         "error 301 (line 19): little_cpu_max(2)=5 is no scheduling group",
@@ -581,20 +601,20 @@ TEST_F(BriskSimCheck, FindsWhatTheLoaderDropsWithoutAWord) {
         "error 100 (line 10): id 100 is defined again (first at line 9): the loader keeps the "
         "first",
         "warning 101 (line 12): 4 steps: the loader reads the first three",
-        "error 102 (line 13): step 1: parameter led is empty: the loader drops the whole step",
+        "error 102 (line 13): step 1 is dropped: parameter led is empty",
         "warning 102 (line 13): step 1 is dropped, so step 2 is the one the service reads",
-        "error 103 (line 14): step 1: duration \"1.5\" is not a decimal int32",
-        "error 103 (line 14): step 2: big_cpu_max \"2e6\" is not a decimal int32",
-        "warning 104 (line 15): litle_cpu_max is no name of the configuration language: the "
-        "platform gets it as item (10, 1) with its text (did you mean little_cpu_max?)",
-        "(did you mean boost?)",
-        "zz is no name of the configuration language: the platform gets it as item (10, 1) with "
-        "its text\n",
-        "warning - (line 17): a second \"policy\" element is ignored",
+        "error 103 (line 14): step 1 is dropped: duration \"1.5\" is not a decimal int32",
+        "error 103 (line 14): step 2 is dropped: big_cpu_max \"2e6\" is not a decimal int32",
+        "error 104 (line 15): litle_cpu_max is no parameter of the configuration language; did "
+        "you mean little_cpu_max? As written, the platform gets it as a platform item",
+        "Boost is no parameter of the configuration language; did you mean boost?",
+        "warning - (line 17): a second <policy> element is ignored",
     };
     for (const char* problem : problems) {
         EXPECT_TRUE(contains(run.out, problem)) << "missing \"" << problem << "\" in:\n" << run.out;
     }
+    EXPECT_FALSE(contains(run.out, "zz is")) << "a name close to none of the language's is taken "
+                                                "as a platform item without a word";
     EXPECT_TRUE(contains(run.out, "100 unknown (line 9)\n  step 1: duration 5;"))
         << "the first definition is the one listed:\n"
         << run.out;

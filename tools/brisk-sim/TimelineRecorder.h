@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "config/Vocabulary.h"
+#include "platform/sim/SimCall.h"
+#include "tools/brisk-sim/ScenarioObserver.h"
+
+// What a replay did, for its picture: every scenario line with its time and the
+// result of its entry call, and every call that reached the device with the line
+// it arrived during.
+struct Timeline {
+    struct Step {
+        int lineNumber = 0;
+        std::string line;
+        ScenarioCommand::Kind kind = ScenarioCommand::Kind::Init;
+        int64_t beginNs = 0;
+        int64_t endNs = 0;
+        bool hasResult = false;
+        int result = 0;
+    };
+    struct Call {
+        SimCall call;
+        size_t step = 0;  // index into steps
+    };
+    std::vector<Step> steps;
+    std::vector<Call> calls;
+    // Each frequency domain's hardware maximum as the device reported it at the end.
+    long long hardwareMax[Vocabulary::kFreqDomainCount] = {};
+};
+
+// Records a Timeline while ScenarioRunner plays a scenario: told of the lines as
+// the runner's observer, and of the device calls through TranscriptHooks, from
+// whichever thread makes them.
+class TimelineRecorder : public ScenarioObserver {
+public:
+    void stepBegins(int lineNumber, const std::string& line,
+                    const ScenarioCommand& command) override;
+    void stepResult(int result) override;
+    void stepEnds() override;
+    void onCall(const SimCall& call);
+
+    // The record so far, with the device's hardware maxima read now.
+    Timeline timeline() const;
+
+    // A replay keeps at most this many device calls for its picture; a scenario
+    // that makes more is drawn up to there.
+    static constexpr size_t kMaxCalls = 100000;
+
+private:
+    mutable std::mutex mMutex;
+    Timeline mTimeline;
+};
