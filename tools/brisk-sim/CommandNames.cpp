@@ -2,7 +2,6 @@
 
 #include <tinyxml2.h>
 
-
 #include "config/BriskLoadXml.h"
 #include "config/XmlAttributeScan.h"
 #include "tools/brisk-sim/RawConfigReader.h"
@@ -12,8 +11,7 @@ CommandNames CommandNames::fromConfig(const char* data, size_t size) {
     int line = 0;
     tinyxml2::XMLDocument doc(true);
     RawConfigReader reader;
-    if (!XmlAttributeScan::withinLimit(data, size, BriskLoadXml::kMaxAttributesPerElement,
-                                       &line) ||
+    if (!XmlAttributeScan::withinLimit(data, size, BriskLoadXml::kMaxAttributesPerElement, &line) ||
         doc.Parse(data, size) != tinyxml2::XML_SUCCESS || !reader.read(doc)) {
         return names;
     }
@@ -28,6 +26,12 @@ CommandNames CommandNames::fromConfig(const char* data, size_t size) {
 
 void CommandNames::add(const std::string& name, int id) {
     mIds[name].insert(id);
+    mNames.emplace(id, name);
+}
+
+std::string CommandNames::nameOf(int id) const {
+    auto found = mNames.find(id);
+    return found != mNames.end() ? found->second : std::string();
 }
 
 bool CommandNames::find(const std::string& name, int* id, std::string* error) const {

@@ -16,9 +16,13 @@ public:
     // The id of `name`; false with `error` for an unknown or ambiguous name.
     bool find(const std::string& name, int* id, std::string* error) const;
 
+    // The name of the command `id`; empty when it has none.
+    std::string nameOf(int id) const;
+
     void add(const std::string& name, int id);
 
 private:
-    // Name -> its ids (more than one: ambiguous).
+    // Name -> its ids (more than one: ambiguous), and id -> name.
     std::map<std::string, std::set<int>> mIds;
+    std::map<int, std::string> mNames;
 };

@@ -65,7 +65,8 @@ int CheckedCommand::durationLine(size_t step) const {
 }
 
 int CheckedCommand::pairLine(size_t step, int index) const {
-    if (step < lines.size() && index >= 0 && static_cast<size_t>(index) < lines[step].pairs.size()) {
+    if (step < lines.size() && index >= 0 &&
+        static_cast<size_t>(index) < lines[step].pairs.size()) {
         return lines[step].pairs[static_cast<size_t>(index)];
     }
     return stepLine(step);
@@ -297,9 +298,8 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
         if (!V::isEventFreqTag(tag)) {
             report.error("onoff-tag", command.pairLine(0, i),
                          pairText(step, i) + ": the frequency path takes only tags " +
-                             eventFreqTagsText() + " (and " +
-                             std::to_string(V::kPlatformItemTag) + " for platform items); " +
-                             refused + " (\"invalid tag\")");
+                             eventFreqTagsText() + " (and " + std::to_string(V::kPlatformItemTag) +
+                             " for platform items); " + refused + " (\"invalid tag\")");
         }
         last[tag] = i;
         freqs.push_back(paramName(step, i) + " " + std::to_string(value));

@@ -54,8 +54,7 @@ void ConfigChecker::unloadable(const std::string& why) {
 
 bool ConfigChecker::load(const char* data, size_t size) {
     int line = 0;
-    if (!XmlAttributeScan::withinLimit(data, size, BriskLoadXml::kMaxAttributesPerElement,
-                                       &line)) {
+    if (!XmlAttributeScan::withinLimit(data, size, BriskLoadXml::kMaxAttributesPerElement, &line)) {
         unloadable("the element at line " + std::to_string(line) + " has more than " +
                    std::to_string(BriskLoadXml::kMaxAttributesPerElement) + " attributes");
         return false;
@@ -83,9 +82,9 @@ bool ConfigChecker::load(const char* data, size_t size) {
 }
 
 const ConfigChecker::Listed* ConfigChecker::listedFor(int id) const {
-    auto found = std::lower_bound(
-        mCommands.begin(), mCommands.end(), id,
-        [](const Listed& listed, int value) { return listed.command.id < value; });
+    auto found =
+        std::lower_bound(mCommands.begin(), mCommands.end(), id,
+                         [](const Listed& listed, int value) { return listed.command.id < value; });
     return found != mCommands.end() && found->command.id == id ? &*found : nullptr;
 }
 
@@ -201,9 +200,12 @@ void ConfigChecker::checkRawSteps(const RawConfigReader::Command& raw) {
         const std::string label = stepLabel(k) + " is dropped: ";
         if (step.isParamAsStep()) {
             mReport.error("parameter-as-step", step.line,
-                          "<" + step.element + "> holds a value but no parameters: it is taken "
-                          "as " + stepLabel(k) + ", an empty one (is the <step> element around "
-                          "it missing?)");
+                          "<" + step.element +
+                              "> holds a value but no parameters: it is taken "
+                              "as " +
+                              stepLabel(k) +
+                              ", an empty one (is the <step> element around "
+                              "it missing?)");
         }
         for (const RawConfigReader::Param& param : step.params) {
             int value = 0;
@@ -212,9 +214,9 @@ void ConfigChecker::checkRawSteps(const RawConfigReader::Command& raw) {
                               label + "parameter " + param.name + " is empty");
                 dropped[k] = true;
             } else if (param.isNumber() && !Vocabulary::parseInt(param.text, &value)) {
-                mReport.error("not-a-number", param.line,
-                              label + param.name + " \"" + param.text +
-                                  "\" is not a decimal int32");
+                mReport.error(
+                    "not-a-number", param.line,
+                    label + param.name + " \"" + param.text + "\" is not a decimal int32");
                 dropped[k] = true;
             }
         }

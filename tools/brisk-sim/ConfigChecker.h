@@ -2,8 +2,8 @@
 
 #include <cstdio>
 #include <map>
-#include <unordered_map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "tools/brisk-sim/CheckReport.h"
@@ -51,7 +51,8 @@ private:
     bool load(const char* data, size_t size);
     void convert(const std::map<int, RawXmlData*>& rawMap);
     void checkRaw();
-    void checkRawCommand(const RawConfigReader::Command& raw, std::unordered_map<int, int>* firstLine);
+    void checkRawCommand(const RawConfigReader::Command& raw,
+                         std::unordered_map<int, int>* firstLine);
     void checkRawSteps(const RawConfigReader::Command& raw);
     void checkRules();
     void unloadable(const std::string& why);

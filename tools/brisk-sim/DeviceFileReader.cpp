@@ -1,8 +1,8 @@
 #include "tools/brisk-sim/DeviceFileReader.h"
 
 #include <climits>
-#include <vector>
 #include <sstream>
+#include <vector>
 
 #include "tools/brisk-sim/FileText.h"
 
@@ -37,8 +37,8 @@ bool DeviceFileReader::readFile(const std::string& path, DeviceModel* out, std::
     return parse(text, path, out, error);
 }
 
-bool DeviceFileReader::parse(const std::string& text, const std::string& fileName,
-                             DeviceModel* out, std::string* error) {
+bool DeviceFileReader::parse(const std::string& text, const std::string& fileName, DeviceModel* out,
+                             std::string* error) {
     DeviceModel model;
     model.source = fileName;
     std::istringstream in(text);
@@ -67,7 +67,8 @@ bool DeviceFileReader::parse(const std::string& text, const std::string& fileNam
         long long max = 0;
         if (parts.size() != 2 ||
             !Vocabulary::parseDecimal(parts[1], Vocabulary::NumberForm::Digits, 1, INT_MAX, &max)) {
-            *error = where + parts[0] + " needs one hardware maximum, a whole number of kHz above 0";
+            *error =
+                where + parts[0] + " needs one hardware maximum, a whole number of kHz above 0";
             return false;
         }
         if (model.hardwareMax[domain] != 0) {

@@ -48,7 +48,8 @@ bool settingBefore(const RawConfigReader::Param& a, const RawConfigReader::Param
 }
 }  // namespace
 
-std::string ParamRules::suggestName(const std::string& name, const std::vector<std::string>& known) {
+std::string ParamRules::suggestName(const std::string& name,
+                                    const std::vector<std::string>& known) {
     // Long names are no typos of ours; this also bounds the work per name.
     const size_t kLongestName = 64;
     if (name.size() > kLongestName) {
@@ -98,12 +99,13 @@ void ParamRules::checkName(const RawConfigReader::Param& param, CheckReport& rep
         }
         const std::vector<std::string> items(mDevice.items.begin(), mDevice.items.end());
         const std::string suggestion = suggestName(param.name, items);
-        report.error("unknown-item", param.line,
-                     param.name + " is neither a parameter of the configuration language nor a "
-                                  "platform item of " +
-                         mDevice.source +
-                         (suggestion.empty() ? std::string()
-                                             : " (did you mean " + suggestion + "?)"));
+        report.error(
+            "unknown-item", param.line,
+            param.name +
+                " is neither a parameter of the configuration language nor a "
+                "platform item of " +
+                mDevice.source +
+                (suggestion.empty() ? std::string() : " (did you mean " + suggestion + "?)"));
         return;
     }
     auto cached = mSuggestions.find(param.name);
@@ -163,9 +165,8 @@ void ParamRules::checkDuplicates(const RawConfigReader::Step& step, CheckReport&
     for (size_t i = 0; i < order.size(); ++i) {
         order[i] = i;
     }
-    std::stable_sort(order.begin(), order.end(), [&params](size_t a, size_t b) {
-        return settingBefore(params[a], params[b]);
-    });
+    std::stable_sort(order.begin(), order.end(),
+                     [&params](size_t a, size_t b) { return settingBefore(params[a], params[b]); });
     std::vector<std::pair<size_t, std::string>> found;  // first index, message
     for (size_t start = 0; start < order.size();) {
         size_t end = start + 1;
@@ -176,11 +177,11 @@ void ParamRules::checkDuplicates(const RawConfigReader::Step& step, CheckReport&
         }
         if (end - start > 1) {
             const RawConfigReader::Param& last = params[order[end - 1]];
-            found.emplace_back(order[start],
-                               last.name + " is given " + std::to_string(end - start) +
-                                   " times in this step (lines " + lines + "): the last one, \"" +
-                                   last.text + "\" at line " + std::to_string(last.line) +
-                                   ", is used");
+            found.emplace_back(order[start], last.name + " is given " +
+                                                 std::to_string(end - start) +
+                                                 " times in this step (lines " + lines +
+                                                 "): the last one, \"" + last.text + "\" at line " +
+                                                 std::to_string(last.line) + ", is used");
         }
         start = end;
     }

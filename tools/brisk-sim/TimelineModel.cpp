@@ -37,6 +37,13 @@ std::string laneKey(int rank, long long id) {
     return key;
 }
 
+// A value written again changes nothing in the picture.
+void addPoint(std::vector<TimelineModel::Point>* points, double x, long long value) {
+    if (points->empty() || points->back().value != value) {
+        points->push_back({x, value});
+    }
+}
+
 bool firstPayload(const SimCall& call, int* value) {
     if (call.payloadNull || call.payload.empty()) {
         return false;
@@ -49,6 +56,7 @@ bool firstPayload(const SimCall& call, int* value) {
 TimelineModel::TimelineModel(const Timeline& timeline) {
     layColumns(timeline);
     readCalls(timeline, callPositions(timeline));
+    readOnOffEvents(timeline);
     buildPanels(timeline);
     for (auto& entry : mLaneByKey) {
         for (Bar& bar : entry.second.bars) {
@@ -67,14 +75,17 @@ void TimelineModel::layColumns(const Timeline& timeline) {
         column.x = x;
         column.width = kColumnWidth;
         if (step.kind == Kind::Sleep) {
-            const double ms = static_cast<double>(std::max<int64_t>(0, step.endNs - step.beginNs)) /
-                              kNsPerMs;
+            const double ms =
+                static_cast<double>(std::max<int64_t>(0, step.endNs - step.beginNs)) / kNsPerMs;
             column.width *= 1 + std::min(kMaxSleepColumns - 1, ms / kMsPerColumn);
         }
         column.lineNumber = step.lineNumber;
         column.line = step.line;
         column.hasResult = step.hasResult;
         column.result = step.result;
+        // version answers its version number, every other call 0 for success.
+        column.failed = step.hasResult && step.result != 0 && step.kind != Kind::Version;
+        column.sleep = step.kind == Kind::Sleep;
         mColumns.push_back(column);
         x += column.width;
     }
@@ -100,8 +111,8 @@ std::vector<double> TimelineModel::callPositions(const Timeline& timeline) const
         }
         const Column& column = mColumns[call.step];
         const Timeline::Step& step = timeline.steps[call.step];
-        double share = static_cast<double>(++seen[call.step]) /
-                       static_cast<double>(perStep[call.step] + 1);
+        double share =
+            static_cast<double>(++seen[call.step]) / static_cast<double>(perStep[call.step] + 1);
         if (step.kind == Kind::Sleep && step.endNs > step.beginNs) {
             share = static_cast<double>(call.call.timeNs - step.beginNs) /
                     static_cast<double>(step.endNs - step.beginNs);
@@ -127,12 +138,12 @@ void TimelineModel::readCalls(const Timeline& timeline, const std::vector<double
         switch (call.op) {
             case SimCall::Op::SetConfig:
                 for (size_t k = 0; k < n; ++k) {
-                    mValues[call.tags[k]].push_back({x, call.values[k]});
+                    addPoint(&mValues[call.tags[k]], x, call.values[k]);
                 }
                 break;
             case SimCall::Op::DoSchedLevelAction:
                 for (size_t k = 0; k < n; ++k) {
-                    levels[call.tags[k]].push_back({x, call.values[k]});
+                    addPoint(&levels[call.tags[k]], x, call.values[k]);
                 }
                 break;
             case SimCall::Op::SetProbeTarget:
@@ -159,10 +170,8 @@ void TimelineModel::readAction(const SimCall& call, double x) {
     const bool on = payload != Vocabulary::kEnd;
     if (switches && Vocabulary::isSceneCmdId(call.cmdId)) {
         switchBar(laneKey(1, call.cmdId), "scene " + commandLabel(call.cmdId, call.name), on, x);
-    } else if (switches && Vocabulary::isOnOffCmdId(call.cmdId)) {
-        switchBar(laneKey(2, call.cmdId), "on/off " + commandLabel(call.cmdId, call.name), on, x);
-    } else if (call.cmdId != Vocabulary::kProbeCmdId) {
-        // The probe command's calls follow the boosts, which have their own bars.
+    } else if (!Vocabulary::isOnOffCmdId(call.cmdId) && call.cmdId != Vocabulary::kProbeCmdId) {
+        // On/off actions and boosts have bars of their own.
         std::string label = commandLabel(call.cmdId, call.name);
         if (call.duration > 0) {
             label += " " + std::to_string(call.duration) + " ms";
@@ -171,8 +180,22 @@ void TimelineModel::readAction(const SimCall& call, double x) {
     }
 }
 
-void TimelineModel::switchBar(const std::string& key, const std::string& label, bool on,
-                              double x) {
+void TimelineModel::readOnOffEvents(const Timeline& timeline) {
+    for (size_t i = 0; i < timeline.steps.size() && i < mColumns.size(); ++i) {
+        const Timeline::Step& step = timeline.steps[i];
+        const bool switches = step.hasPayload && (step.payload == Vocabulary::kBegin ||
+                                                  step.payload == Vocabulary::kEnd);
+        if (step.kind != Kind::Event || !Vocabulary::isOnOffCmdId(step.cmdId) || !switches ||
+            !step.hasResult || step.result != 0) {
+            continue;
+        }
+        const Column& column = mColumns[i];
+        switchBar(laneKey(2, step.cmdId), "on/off " + commandLabel(step.cmdId, step.commandName),
+                  step.payload == Vocabulary::kBegin, column.x + column.width / 2);
+    }
+}
+
+void TimelineModel::switchBar(const std::string& key, const std::string& label, bool on, double x) {
     Lane& lane = mLaneByKey[key];
     if (lane.label.empty()) {
         lane.label = label;

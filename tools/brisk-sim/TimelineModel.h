@@ -20,6 +20,8 @@ public:
         std::string line;
         bool hasResult = false;
         int result = 0;
+        bool failed = false;  // the entry call answered an error
+        bool sleep = false;
     };
     // A node's value in force from `x` on.
     struct Point {
@@ -70,6 +72,9 @@ private:
     std::vector<double> callPositions(const Timeline& timeline) const;
     void readCalls(const Timeline& timeline, const std::vector<double>& xs);
     void readAction(const SimCall& call, double x);
+    // On/off actions are on from the event that begins them to the one that ends
+    // it, whether or not the platform hears of them.
+    void readOnOffEvents(const Timeline& timeline);
     // Begins (on) or ends the bar of lane `key`, labelled `label` when new; lanes
     // are drawn in the order of their keys.
     void switchBar(const std::string& key, const std::string& label, bool on, double x);

@@ -2,21 +2,25 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "config/Vocabulary.h"
 #include "tools/brisk-sim/Utf8.h"
 
 namespace {
 // Geometry, in SVG units (pixels).
-constexpr double kLeft = 210;  // lane labels
-constexpr double kRight = 40;
-constexpr double kTop = 78;  // title and legend
-constexpr double kFreqHeight = 120;
-constexpr double kThermalHeight = 70;
+constexpr double kLeft = 210;   // lane labels
+constexpr double kRight = 190;  // room for the last slanted scenario line
+constexpr double kTop = 78;     // title and legend
+constexpr double kFreqHeight = 100;
+constexpr double kThermalHeight = 60;
 constexpr double kLaneHeight = 20;
 constexpr double kGap = 16;
-constexpr double kLinesHeight = 190;  // scenario lines, slanted
-constexpr double kLabelSpacing = 46;  // the least room between two value labels
+// Scenario lines are slanted by kSlant degrees; a character takes about
+// kCharWidth, so a line of n characters reaches kSlantDrop * n below its start.
+constexpr int kSlant = 40;
+constexpr double kSlantDrop = 6.3 * 0.643;  // kCharWidth × sin(kSlant)
+constexpr double kLabelSpacing = 46;        // the least room between two value labels
 constexpr size_t kLongestLine = 44;
 
 const char kCeiling[] = "#d0433a";
@@ -61,18 +65,20 @@ std::string line(double x1, double y1, double x2, double y2, const std::string& 
            num(y2) + "\" stroke=\"" + stroke + "\"" + extra + "/>\n";
 }
 
-// A level's colour: the ladder from cool (lowest) to warm (highest); grey off it.
-std::string levelColour(long long level) {
-    static const char* const kColours[] = {"#2c7bb6", "#6aaed6", "#abd9e9", "#f2f0c8",
-                                           "#fdc98a", "#f6894f", "#d7301f"};
-    static_assert(sizeof(kColours) / sizeof(kColours[0]) == Vocabulary::kSchedLadderSize,
+// A level's colours (fill, text): the ladder from cool (lowest) to warm
+// (highest); grey off it.
+std::pair<const char*, const char*> levelColours(long long level) {
+    static const char* const kFills[] = {"#2f62ad", "#6f9bd6", "#c3cfdd", "#f2c46d",
+                                         "#ec9338", "#dd5f2a", "#b8321c"};
+    static_assert(sizeof(kFills) / sizeof(kFills[0]) == Vocabulary::kSchedLadderSize,
                   "one colour per ladder step");
     for (int i = 0; i < Vocabulary::kSchedLadderSize; ++i) {
         if (Vocabulary::kSchedLadder[i] == level) {
-            return kColours[i];
+            const bool dark = i == 0 || i >= Vocabulary::kSchedLadderSize - 2;
+            return {kFills[i], dark ? "#ffffff" : "#111111"};
         }
     }
-    return "#d9d9d9";
+    return {"#d9d9d9", "#111111"};
 }
 
 const char* laneColour(const std::string& label) {
@@ -145,7 +151,11 @@ std::string TimelinePicture::draw(const std::string& title) {
     columns(kTop - 6, body);
     header(title);
     const double width = kLeft + mModel.width() + kRight;
-    const double height = y + kLinesHeight;
+    size_t longest = 0;
+    for (const TimelineModel::Column& column : mModel.columns()) {
+        longest = std::max(longest, std::min(kLongestLine, column.line.size()) + 4);
+    }
+    const double height = y + 24 + kSlantDrop * static_cast<double>(longest);
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + num(width) + "\" height=\"" +
            num(height) + "\" viewBox=\"0 0 " + num(width) + " " + num(height) + "\">\n<style>" +
            kStyle + "</style>\n" + rect(0, 0, width, height, "#ffffff") + mOut + drawing +
@@ -160,7 +170,7 @@ void TimelinePicture::header(const std::string& title) {
         bool dashed;
     };
     const Key keys[] = {
-        {kCeiling, "ceiling (…_max)", false}, {kFloor, "floor (…_min)", false},
+        {kCeiling, "ceiling (…_max)", false},   {kFloor, "floor (…_min)", false},
         {kReference, "hardware maximum", true}, {kScene, "scene applied", false},
         {kOnOff, "on/off action on", false},    {kBoost, "thread boosted", false},
     };
@@ -180,9 +190,9 @@ void TimelinePicture::header(const std::string& title) {
 void TimelinePicture::columns(double top, double bottom) {
     bool shaded = false;
     for (const TimelineModel::Column& column : mModel.columns()) {
-        const bool sleep = column.line.find("sleep") != std::string::npos;
-        if (shaded || sleep) {
-            mOut += rect(x(column.x), top, column.width, bottom - top, sleep ? "#fff6e0" : "#f4f5f8");
+        if (shaded || column.sleep) {
+            mOut += rect(x(column.x), top, column.width, bottom - top,
+                         column.sleep ? "#fff6e0" : "#f4f5f8");
         }
         mOut += line(x(column.x), top, x(column.x), bottom, "#e2e4ea");
         shaded = !shaded;
@@ -204,13 +214,15 @@ double TimelinePicture::panel(const TimelineModel::Panel& panel, double top) {
         }
     }
     const double scale = highest > 0 ? height / (static_cast<double>(highest) * 1.12) : 0;
-    laneLabel(panel.title, top, 16);
+    mPanelTitle = panel.title;
+    mOut += text(kLeft - 8, top + 12, panel.title,
+                 " text-anchor=\"end\" class=\"label\" font-weight=\"bold\"");
     mOut += line(x(0), top + height, x(mModel.width()), top + height, "#b8bcc6");
     if (isFreq) {
         const double y = top + height - static_cast<double>(panel.reference) * scale;
         mOut += line(x(0), y, x(mModel.width()), y, kReference, " stroke-dasharray=\"5 3\"");
-        mOut += text(kLeft - 8, y + 4, "hw max " + std::to_string(panel.reference),
-                     " text-anchor=\"end\" class=\"small\"");
+        mOut += text(x(mModel.width()) + 4, y + 4,
+                     "hardware max " + std::to_string(panel.reference), " class=\"small\"");
     }
     for (const TimelineModel::Series& each : panel.series) {
         series(each, top, height, scale);
@@ -233,15 +245,23 @@ void TimelinePicture::series(const TimelineModel::Series& series, double top, do
         }
         const double y = top + height - static_cast<double>(point.value) * scale;
         mOut += line(x(point.x), y, x(until), y, colour, " stroke-width=\"2.5\"");
-        if (point.x - lastLabel >= kLabelSpacing) {
+        const bool changed = i == 0 || series.points[i - 1].value != point.value;
+        if (changed && point.x - lastLabel >= kLabelSpacing) {
             const double labelY = series.isFloor ? y + 12 : y - 5;
             mOut += text(x(point.x) + 3, labelY, std::to_string(point.value),
                          " class=\"small\" style=\"fill:" + std::string(colour) + "\"");
             lastLabel = point.x;
         }
     }
-    mOut += "<title>" + xmlText(series.node) + "</title>\n</g>\n";
-    laneLabel(series.node, top + 16 + (series.isFloor ? 16 : 0), 16);
+    mOut += "<title>" + xmlText(series.node) + "</title>\n";
+    // A panel of one node is titled by it already.
+    const bool titled = series.node == mPanelTitle;
+    mOut += titled
+                ? std::string()
+                : text(kLeft - 8, top + 32 + (series.isFloor ? 16 : 0), series.node,
+                       " text-anchor=\"end\" class=\"label\" style=\"fill:" + std::string(colour) +
+                           "\"");
+    mOut += "</g>\n";
 }
 
 double TimelinePicture::levels(double top) {
@@ -257,11 +277,12 @@ double TimelinePicture::levels(double top) {
             const TimelineModel::Point& point = group.points[i];
             const double until =
                 i + 1 < group.points.size() ? group.points[i + 1].x : mModel.width();
-            mOut += rect(x(point.x), y + 2, until - point.x, kLaneHeight - 4,
-                         levelColour(point.value), " stroke=\"#ffffff\"");
+            const auto colours = levelColours(point.value);
+            mOut += rect(x(point.x), y + 2, until - point.x, kLaneHeight - 4, colours.first,
+                         " stroke=\"#ffffff\"");
             if (until - point.x >= 22) {
                 mOut += text(x(point.x) + 4, y + kLaneHeight / 2 + 4, std::to_string(point.value),
-                             " class=\"small\" style=\"fill:#111\"");
+                             " class=\"small\" style=\"fill:" + std::string(colours.second) + "\"");
             }
         }
         mOut += "</g>\n";
@@ -298,8 +319,9 @@ double TimelinePicture::marks(double top) {
     double lastLabel = -kLabelSpacing * 2;
     for (const TimelineModel::Mark& mark : mModel.marks()) {
         const char* colour = mark.failed ? kFailed : kInk;
-        mOut += "<path d=\"M" + num(x(mark.x)) + " " + num(top + 4) + " l5 6 l-5 6 l-5 -6z\" fill=\"" +
-                colour + "\"><title>" + xmlText(mark.label) + "</title></path>\n";
+        mOut += "<path d=\"M" + num(x(mark.x)) + " " + num(top + 4) +
+                " l5 6 l-5 6 l-5 -6z\" fill=\"" + colour + "\"><title>" + xmlText(mark.label) +
+                "</title></path>\n";
         if (mark.x - lastLabel >= kLabelSpacing * 2) {
             mOut += text(x(mark.x) + 7, top + 14, mark.label,
                          " class=\"small\" style=\"fill:" + std::string(colour) + "\"");
@@ -313,10 +335,9 @@ double TimelinePicture::results(double top) {
     laneLabel("entry call result", top, kLaneHeight);
     for (const TimelineModel::Column& column : mModel.columns()) {
         if (column.hasResult) {
-            mOut += text(x(column.x + column.width / 2), top + 14,
-                         "= " + std::to_string(column.result),
-                         std::string(" text-anchor=\"middle\"") +
-                             (column.result != 0 ? " class=\"fail\"" : ""));
+            mOut += text(
+                x(column.x + column.width / 2), top + 14, "= " + std::to_string(column.result),
+                std::string(" text-anchor=\"middle\"") + (column.failed ? " class=\"fail\"" : ""));
         }
     }
     return top + kLaneHeight;
@@ -331,7 +352,8 @@ void TimelinePicture::lines(double top) {
         const double cx = x(column.x + column.width / 2);
         const double cy = top + 10;
         mOut += text(cx, cy, std::to_string(column.lineNumber) + "  " + shown,
-                     " transform=\"rotate(40 " + num(cx) + " " + num(cy) + ")\"");
+                     " transform=\"rotate(" + std::to_string(kSlant) + " " + num(cx) + " " +
+                         num(cy) + ")\"");
         mOut += line(cx, top, cx, top + 4, kMuted);
     }
 }

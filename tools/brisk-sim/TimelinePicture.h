@@ -42,4 +42,5 @@ private:
 
     const TimelineModel& mModel;
     std::string mOut;
+    std::string mPanelTitle;  // of the panel being drawn
 };

@@ -19,6 +19,12 @@ void TimelineRecorder::stepBegins(int lineNumber, const std::string& line,
     step.lineNumber = lineNumber;
     step.line = line;
     step.kind = command.kind;
+    if (command.kind == ScenarioCommand::Kind::Event) {
+        step.cmdId = command.cmdId;
+        step.commandName = mNames.nameOf(command.cmdId);
+        step.hasPayload = !command.values.empty();
+        step.payload = step.hasPayload ? command.values.front() : 0;
+    }
     step.beginNs = monotonicNs();
     std::lock_guard<std::mutex> lock(mMutex);
     mTimeline.steps.push_back(step);

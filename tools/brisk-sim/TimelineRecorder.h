@@ -7,6 +7,7 @@
 
 #include "config/Vocabulary.h"
 #include "platform/sim/SimCall.h"
+#include "tools/brisk-sim/CommandNames.h"
 #include "tools/brisk-sim/ScenarioObserver.h"
 
 // What a replay did, for its picture: every scenario line with its time and the
@@ -21,6 +22,12 @@ struct Timeline {
         int64_t endNs = 0;
         bool hasResult = false;
         int result = 0;
+        // event lines: the command, its name in the configuration, and the first
+        // payload value (hasPayload false without one).
+        int cmdId = 0;
+        std::string commandName;
+        bool hasPayload = false;
+        int payload = 0;
     };
     struct Call {
         SimCall call;
@@ -37,6 +44,9 @@ struct Timeline {
 // whichever thread makes them.
 class TimelineRecorder : public ScenarioObserver {
 public:
+    // `names` gives event lines the names of their commands.
+    explicit TimelineRecorder(CommandNames names = {}) : mNames(std::move(names)) {}
+
     void stepBegins(int lineNumber, const std::string& line,
                     const ScenarioCommand& command) override;
     void stepResult(int result) override;
@@ -51,6 +61,7 @@ public:
     static constexpr size_t kMaxCalls = 100000;
 
 private:
+    const CommandNames mNames;
     mutable std::mutex mMutex;
     Timeline mTimeline;
 };

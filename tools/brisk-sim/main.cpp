@@ -84,7 +84,8 @@ bool writeTimeline(const std::string& path, const TimelineRecorder& recorder,
     const std::string picture = html ? TimelinePicture::html(recorder.timeline(), title)
                                      : TimelinePicture::svg(recorder.timeline(), title);
     FILE* out = fopen(path.c_str(), "w");
-    bool written = out != nullptr && fwrite(picture.data(), 1, picture.size(), out) == picture.size();
+    bool written =
+        out != nullptr && fwrite(picture.data(), 1, picture.size(), out) == picture.size();
     int error = errno;
     if (out != nullptr && fclose(out) != 0 && written) {
         written = false;
@@ -112,8 +113,9 @@ int replay(const CommandLine& args) {
     const bool fromStdin = args.scenarioPath.empty() || args.scenarioPath == "-";
     std::string scenario;
     if (!fromStdin && !FileText::read(args.scenarioPath, FileText::kNoLimit, &scenario, &why)) {
-        return fileError("scenario", args.scenarioPath, why, "give a scenario file, or - to read "
-                                                             "standard input");
+        return fileError("scenario", args.scenarioPath, why,
+                         "give a scenario file, or - to read "
+                         "standard input");
     }
     std::istringstream file(scenario);
     std::istream& in = fromStdin ? std::cin : file;
@@ -121,14 +123,14 @@ int replay(const CommandLine& args) {
 
     CfgFileResolver::setFile(args.configPath);
     TranscriptWriter writer(stdout);
-    TimelineRecorder recorder;
+    const CommandNames names = CommandNames::fromConfig(config.data(), config.size());
+    TimelineRecorder recorder(names);
     const bool drawing = !args.timelinePath.empty();
-    TranscriptHooks hooks(writer, drawing ? [&recorder](const SimCall& call) {
-        recorder.onCall(call);
-    } : std::function<void(const SimCall&)>());
+    TranscriptHooks hooks(writer, drawing
+                                      ? [&recorder](const SimCall& call) { recorder.onCall(call); }
+                                      : std::function<void(const SimCall&)>());
     auto server = std::make_unique<SimServer>();
-    ScenarioRunner runner(writer, *server, CommandNames::fromConfig(config.data(), config.size()),
-                          drawing ? &recorder : nullptr);
+    ScenarioRunner runner(writer, *server, names, drawing ? &recorder : nullptr);
     std::string error;
     bool done = runner.run(in, &error);
     // The probe thread is stopped before the server goes, and the server before
