@@ -3,15 +3,13 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <vector>
 
-#ifndef BRISK_SIM_SOURCE_CONFIG
-#define BRISK_SIM_SOURCE_CONFIG "etc/brisk_config_cust.xml"
-#endif
-#ifndef BRISK_SIM_INSTALLED_CONFIG
-#define BRISK_SIM_INSTALLED_CONFIG "/usr/local/share/brisk/xml/brisk_config_cust.xml"
-#endif
+#include "platform/sim/CfgFileResolver.h"
 
 namespace {
+const char kConfigName[] = "xml/brisk_config_cust.xml";
+
 bool endsWith(const std::string& text, const char* suffix) {
     const size_t n = strlen(suffix);
     return text.size() > n && text.compare(text.size() - n, n, suffix) == 0;
@@ -112,14 +110,18 @@ std::string CommandLine::usage() {
            "Replays SCENARIO (standard input when absent or -) against the service on the\n"
            "simulated device and prints its transcript (and draws it with --timeline), or\n"
            "checks the configuration FILE against DEVICE (a device file; the simulated\n"
-           "device's presets without --device). Without --config the shipped configuration\n"
-           "is used:\n  " +
+           "device's presets without --device). Without --config the configuration the\n"
+           "service would read is used:\n  " +
            defaultConfig() + "\n";
 }
 
 std::string CommandLine::defaultConfig() {
-    if (access(BRISK_SIM_SOURCE_CONFIG, R_OK) == 0) {
-        return BRISK_SIM_SOURCE_CONFIG;
+    const std::vector<std::string> roots = CfgFileResolver::defaultRoots();
+    for (const std::string& root : roots) {
+        if (access((root + kConfigName).c_str(), R_OK) == 0) {
+            return root + kConfigName;
+        }
     }
-    return BRISK_SIM_INSTALLED_CONFIG;
+    // None is there: name the install's own, which the error then mentions.
+    return roots.back() + kConfigName;
 }
