@@ -43,7 +43,7 @@ int fileError(const std::string& what, const std::string& path, const std::strin
     return kExitUsage;
 }
 
-const char kConfigHint[] = "--config FILE names the configuration; without it the shipped one";
+const char kConfigHint[] = "name the configuration with --config FILE";
 
 bool colourWanted(FILE* out) {
     const char* noColour = getenv("NO_COLOR");
