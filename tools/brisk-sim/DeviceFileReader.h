@@ -22,5 +22,5 @@ public:
                       std::string* error);
 
     // A device file is a few lines; a bigger one is no device file.
-    static constexpr size_t kMaxSize = 64 * 1024;
+    static constexpr size_t kMaxSize = size_t{64} * 1024;
 };

@@ -44,7 +44,7 @@ std::string TranscriptHooks::logLine(int priority, const char* message) {
 }
 
 TranscriptHooks::TranscriptHooks(TranscriptWriter& writer,
-                                 std::function<void(const SimCall&)> alsoCalls) {
+                                 const std::function<void(const SimCall&)>& alsoCalls) {
     gWriter.store(&writer);
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(transcriptLogger);

@@ -15,7 +15,7 @@ public:
     // transcript line (and, like the device's listener, must not call back into
     // the device).
     explicit TranscriptHooks(TranscriptWriter& writer,
-                             std::function<void(const SimCall&)> alsoCalls = nullptr);
+                             const std::function<void(const SimCall&)>& alsoCalls = nullptr);
     ~TranscriptHooks();
 
     TranscriptHooks(const TranscriptHooks&) = delete;
