@@ -438,7 +438,14 @@ TEST_F(BriskSimScenario, GarbageLinesNeverCrashIt) {
             scenario += '\n';
         }
         scenario += std::string(tail, sizeof(tail) - 1);
-        SimRun run = runScenario(scenario);
+        // Half the rounds are drawn too.
+        TempDir dir;
+        const std::string picture = dir.file("garbage.svg", "");
+        std::vector<std::string> args{"--config", kShippedConfig, "-"};
+        if (round % 2 == 1) {
+            args.insert(args.begin(), {"--timeline", picture});
+        }
+        SimRun run = runSim(args, scenario);
         expectClean(run, "garbage round " + std::to_string(round));
         EXPECT_TRUE(run.status == 0 || run.status == 1) << "status " << run.status;
     }
@@ -747,7 +754,10 @@ TEST_F(BriskSimCheck, BrokenFilesNeverCrashIt) {
         if (round % 2 == 1) {
             text += "</step></command></policy>";
         }
-        SimRun run = check(text);
+        // Every other round as JSON against a device that declares items.
+        SimRun run = round % 2 == 0 ? check(text)
+                                    : check(text, {"--format", "json", "--device",
+                                                   kSource + "/etc/examples/simulated.device"});
         expectClean(run, "broken file round " + std::to_string(round));
         EXPECT_TRUE(run.status == 0 || run.status == 1) << run.status << "\n" << run.err;
     }

@@ -70,7 +70,12 @@ TimelineModel::TimelineModel(const Timeline& timeline) {
 
 void TimelineModel::layColumns(const Timeline& timeline) {
     double x = 0;
+    mTruncated = timeline.truncated;
     for (const Timeline::Step& step : timeline.steps) {
+        if (x + kColumnWidth * kMaxSleepColumns > kMaxWidth) {
+            mTruncated = true;
+            break;
+        }
         Column column;
         column.x = x;
         column.width = kColumnWidth;
@@ -126,6 +131,10 @@ std::vector<double> TimelineModel::callPositions(const Timeline& timeline) const
 void TimelineModel::readCalls(const Timeline& timeline, const std::vector<double>& xs) {
     std::map<int, std::vector<Point>> levels;  // group tag -> levels in force
     for (size_t i = 0; i < timeline.calls.size(); ++i) {
+        // Calls of lines past the drawn columns are not drawn.
+        if (timeline.calls[i].step >= mColumns.size()) {
+            continue;
+        }
         const SimCall& call = timeline.calls[i].call;
         const double x = xs[i];
         if (call.result != 0) {

@@ -64,8 +64,13 @@ public:
     const std::vector<Mark>& marks() const { return mMarks; }
     // Every node that changed: frequency and thermal series and group levels.
     size_t seriesCount() const;
+    // True when the scenario went on past what is drawn.
+    bool truncated() const { return mTruncated; }
 
     static constexpr double kColumnWidth = 64;
+    // The columns span at most this width: SVG renderers refuse pictures much
+    // wider, and later lines are not drawn.
+    static constexpr double kMaxWidth = 30000;
 
 private:
     void layColumns(const Timeline& timeline);
@@ -82,6 +87,7 @@ private:
 
     std::vector<Column> mColumns;
     double mWidth = 0;
+    bool mTruncated = false;
     std::map<int, std::vector<Point>> mValues;  // setConfig tag -> values in force
     std::vector<Panel> mPanels;
     std::vector<Series> mLevels;

@@ -117,9 +117,18 @@ std::string TimelinePicture::xmlText(const std::string& text) {
     return out;
 }
 
+std::string TimelinePicture::shownTitle(const TimelineModel& model, const std::string& title) {
+    if (!model.truncated()) {
+        return title;
+    }
+    const int last = model.columns().empty() ? 0 : model.columns().back().lineNumber;
+    return title + " (up to line " + std::to_string(last) + ": the rest is not drawn)";
+}
+
 std::string TimelinePicture::svg(const Timeline& timeline, const std::string& title) {
     TimelineModel model(timeline);
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + TimelinePicture(model).draw(title);
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" +
+           TimelinePicture(model).draw(shownTitle(model, title));
 }
 
 std::string TimelinePicture::html(const Timeline& timeline, const std::string& title) {
@@ -127,7 +136,7 @@ std::string TimelinePicture::html(const Timeline& timeline, const std::string& t
     return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n<title>" +
            xmlText("brisk-sim timeline: " + title) +
            "</title>\n<style>body{margin:16px;background:#fff}</style>\n</head>\n<body>\n" +
-           TimelinePicture(model).draw(title) + "</body>\n</html>\n";
+           TimelinePicture(model).draw(shownTitle(model, title)) + "</body>\n</html>\n";
 }
 
 double TimelinePicture::x(double modelX) const {

@@ -24,6 +24,9 @@ public:
     static std::string xmlText(const std::string& text);
 
 private:
+    // `title`, and where the drawing stops when the record was full.
+    static std::string shownTitle(const TimelineModel& model, const std::string& title);
+
     explicit TimelinePicture(const TimelineModel& model) : mModel(model) {}
 
     std::string draw(const std::string& title);

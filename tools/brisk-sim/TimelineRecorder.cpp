@@ -27,12 +27,17 @@ void TimelineRecorder::stepBegins(int lineNumber, const std::string& line,
     }
     step.beginNs = monotonicNs();
     std::lock_guard<std::mutex> lock(mMutex);
+    if (mTimeline.steps.size() >= kMaxSteps) {
+        mTaking = false;
+        mTimeline.truncated = true;
+        return;
+    }
     mTimeline.steps.push_back(step);
 }
 
 void TimelineRecorder::stepResult(int result) {
     std::lock_guard<std::mutex> lock(mMutex);
-    if (!mTimeline.steps.empty()) {
+    if (mTaking && !mTimeline.steps.empty()) {
         mTimeline.steps.back().hasResult = true;
         mTimeline.steps.back().result = result;
     }
@@ -41,18 +46,21 @@ void TimelineRecorder::stepResult(int result) {
 void TimelineRecorder::stepEnds() {
     const int64_t now = monotonicNs();
     std::lock_guard<std::mutex> lock(mMutex);
-    if (!mTimeline.steps.empty()) {
+    if (mTaking && !mTimeline.steps.empty()) {
         mTimeline.steps.back().endNs = now;
     }
 }
 
 void TimelineRecorder::onCall(const SimCall& call) {
     std::lock_guard<std::mutex> lock(mMutex);
-    // A call before the first line (none is expected) belongs to it all the same.
-    if (mTimeline.calls.size() < kMaxCalls) {
-        const size_t step = mTimeline.steps.empty() ? 0 : mTimeline.steps.size() - 1;
-        mTimeline.calls.push_back({call, step});
+    if (!mTaking || mTimeline.calls.size() >= kMaxCalls) {
+        mTaking = false;
+        mTimeline.truncated = true;
+        return;
     }
+    // A call before the first line (none is expected) belongs to it all the same.
+    const size_t step = mTimeline.steps.empty() ? 0 : mTimeline.steps.size() - 1;
+    mTimeline.calls.push_back({call, step});
 }
 
 Timeline TimelineRecorder::timeline() const {

@@ -35,6 +35,8 @@ struct Timeline {
     };
     std::vector<Step> steps;
     std::vector<Call> calls;
+    // True when the scenario went on past what is kept (kMaxSteps, kMaxCalls).
+    bool truncated = false;
     // Each frequency domain's hardware maximum as the device reported it at the end.
     long long hardwareMax[Vocabulary::kFreqDomainCount] = {};
 };
@@ -56,12 +58,14 @@ public:
     // The record so far, with the device's hardware maxima read now.
     Timeline timeline() const;
 
-    // A replay keeps at most this many device calls for its picture; a scenario
-    // that makes more is drawn up to there.
+    // A replay keeps at most this many lines and device calls for its picture; a
+    // longer scenario is drawn up to there.
+    static constexpr size_t kMaxSteps = 2000;
     static constexpr size_t kMaxCalls = 100000;
 
 private:
     const CommandNames mNames;
     mutable std::mutex mMutex;
     Timeline mTimeline;
+    bool mTaking = true;  // false once the record is full
 };
