@@ -917,4 +917,45 @@ TEST_F(BriskSimCheck, ReportsInJsonForEditorsAndCi) {
     EXPECT_EQ(report.get("findings")->items[0].get("command")->type, Json::Type::Null);
 }
 
+// Runs brisk-sim with `args` and its standard output on a terminal (a pseudo
+// terminal of the test), with NO_COLOR set to `noColor` when it is not null.
+std::string onTerminal(const std::vector<std::string>& args, const char* noColor) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
+        return "<no pseudo terminal>";
+    }
+    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+    std::vector<std::string> words{kBinary};
+    words.insert(words.end(), args.begin(), args.end());
+    const ProgramCommand command(words);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(slave, 1);
+        setenv("TERM", "xterm", 1);
+        noColor != nullptr ? setenv("NO_COLOR", noColor, 1) : unsetenv("NO_COLOR");
+        command.exec();
+        _exit(127);
+    }
+    close(slave);
+    std::string out;
+    char buffer[4096];
+    for (ssize_t n; (n = read(master, buffer, sizeof(buffer))) > 0;) {
+        out.append(buffer, static_cast<size_t>(n));
+    }
+    close(master);
+    waitpid(pid, nullptr, 0);
+    return out;
+}
+
+TEST_F(BriskSimCheck, ColoursSeveritiesOnATerminalUnlessNoColorIsSet) {
+    TempDir dir;
+    const std::vector<std::string> args{"--check", "--config",
+                                        dir.file("c.xml", startUpAnd("<c id=\"12300\"><s/></c>"))};
+    const std::string warning = "\033[1;33mwarning\033[0m 12300";
+    EXPECT_TRUE(contains(onTerminal(args, nullptr), warning)) << onTerminal(args, nullptr);
+    EXPECT_TRUE(contains(onTerminal(args, ""), warning)) << "an empty NO_COLOR is not set";
+    EXPECT_FALSE(contains(onTerminal(args, "1"), "\033[")) << "NO_COLOR=1: no colour";
+    EXPECT_FALSE(contains(runSim(args).out, "\033[")) << "no colour into a file";
+}
+
 }  // namespace

@@ -59,13 +59,15 @@ bool ConfigChecker::load(const char* data, size_t size) {
                    std::to_string(BriskLoadXml::kMaxAttributesPerElement) + " attributes");
         return false;
     }
-    // One parse serves the raw reading and the service's loader alike.
-    tinyxml2::XMLDocument doc(true);
-    if (doc.Parse(data, size) != tinyxml2::XML_SUCCESS) {
-        unloadable("it is no well-formed XML: " + XmlErrorText::describe(doc));
+    // One parse serves the raw reading and the service's loader alike; the
+    // document goes as soon as both have read it (a big file's is the largest
+    // thing in memory).
+    auto doc = std::make_unique<tinyxml2::XMLDocument>(true);
+    if (doc->Parse(data, size) != tinyxml2::XML_SUCCESS) {
+        unloadable("it is no well-formed XML: " + XmlErrorText::describe(*doc));
         return false;
     }
-    if (!mReader.read(doc)) {
+    if (!mReader.read(*doc)) {
         unloadable(mReader.error());
         return false;
     }
@@ -76,6 +78,7 @@ bool ConfigChecker::load(const char* data, size_t size) {
     }
     std::map<int, RawXmlData*> rawMap;
     loader->parseCmdInfo(mReader.firstCommand(), &rawMap);
+    doc.reset();
     convert(rawMap);
     BriskLoadXml::freeRawXmlMap(rawMap);
     return true;

@@ -39,6 +39,13 @@ bool DeviceFileReader::readFile(const std::string& path, DeviceModel* out, std::
 
 bool DeviceFileReader::parse(const std::string& text, const std::string& fileName, DeviceModel* out,
                              std::string* error) {
+    const size_t first = text.find_first_not_of(" \t\r\n");
+    if (first != std::string::npos && text[first] == '<') {
+        *error = fileName +
+                 " is XML, no device file: a device file has lines of little, big or gpu with a "
+                 "hardware maximum in kHz, and item lines with platform item names";
+        return false;
+    }
     DeviceModel model;
     model.source = fileName;
     std::istringstream in(text);

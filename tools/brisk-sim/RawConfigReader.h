@@ -52,7 +52,8 @@ public:
 
     // Reads the commands of `doc`, a parsed document. False when the loader will
     // not get past it: it has no "policy" element with a child element; error()
-    // then says why. firstCommand() is the element the loader starts from.
+    // then says why. firstCommand() is the element the loader starts from, valid
+    // while `doc` lives.
     bool read(tinyxml2::XMLDocument& doc);
 
     const std::vector<Command>& commands() const { return mCommands; }
