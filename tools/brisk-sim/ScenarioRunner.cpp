@@ -12,8 +12,9 @@
 
 using Kind = ScenarioCommand::Kind;
 
-ScenarioRunner::ScenarioRunner(TranscriptWriter& writer, SimServer& server)
-    : mWriter(writer), mServer(server) {}
+ScenarioRunner::ScenarioRunner(TranscriptWriter& writer, SimServer& server, CommandNames names,
+                               ScenarioObserver* observer)
+    : mWriter(writer), mServer(server), mNames(std::move(names)), mObserver(observer) {}
 
 bool ScenarioRunner::run(std::istream& in, std::string* error) {
     mLineNumber = 0;
@@ -29,11 +30,18 @@ bool ScenarioRunner::run(std::istream& in, std::string* error) {
         std::vector<std::string> tokens;
         ScenarioCommand command;
         if (!ScenarioTokenizer::split(line, &tokens, error) ||
-            !ScenarioParser::parse(tokens, &command, error)) {
+            !ScenarioParser::parse(tokens, &command, error, &mNames)) {
             return false;
         }
         mWriter.line("> " + line);
-        if (!execute(command, error)) {
+        if (mObserver != nullptr) {
+            mObserver->stepBegins(mLineNumber, line, command);
+        }
+        const bool done = execute(command, error);
+        if (mObserver != nullptr) {
+            mObserver->stepEnds();
+        }
+        if (!done) {
             return false;
         }
     }
@@ -56,7 +64,9 @@ bool ScenarioRunner::execute(const ScenarioCommand& command, std::string* error)
                 *error = "init has already built the service; a second init would leak it";
                 return false;
             }
-            result(mServer.init());
+            mInitLine = mLineNumber;
+            mInitResult = mServer.init();
+            result(mInitResult);
             return true;
         case Kind::Event:
             runEvent(command);
@@ -103,6 +113,9 @@ void ScenarioRunner::runGet(const ScenarioCommand& command) {
     std::vector<int> values(command.tags.size(), -1);
     int r = mServer.briskGetConfig(static_cast<int>(command.tags.size()), command.tags.data(),
                                    values.data());
+    if (mObserver != nullptr) {
+        mObserver->stepResult(r);
+    }
     std::string text = "= " + std::to_string(r);
     // Only a successful read has values to show.
     if (r == 0) {
@@ -131,4 +144,7 @@ bool ScenarioRunner::runDump(const ScenarioCommand& command, std::string* error)
 
 void ScenarioRunner::result(int r) {
     mWriter.line("= " + std::to_string(r));
+    if (mObserver != nullptr) {
+        mObserver->stepResult(r);
+    }
 }
