@@ -340,6 +340,7 @@ TEST_F(BriskSimScenario, LinesItCannotUnderstandStopTheRunWithTheirNumber) {
         {"event 100 len=1 len=1", "len= given twice"},
         {"event 100 len=-1", "len \"-1\" is not a number from 0 to 4294967295"},
         {"event 100 len=4294967296", "is not a number from 0 to 4294967295"},
+        {"event 100 len=1025 7", "len 1025 with payload values is above 1024"},
         {"event 100 on", "payload value \"on\" is not a decimal int32"},
         {"sleep", "sleep needs one number of milliseconds"},
         {"sleep -1", "sleep needs one number of milliseconds"},

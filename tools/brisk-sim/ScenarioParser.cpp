@@ -217,6 +217,12 @@ bool ScenarioParser::parseEvent(const std::vector<std::string>& tokens, Scenario
     if (!haveLen) {
         command->len = static_cast<unsigned int>(command->values.size());
     }
+    if (!command->values.empty() && command->len > ScenarioCommand::kMaxPaddedPayload) {
+        *error = "len " + std::to_string(command->len) + " with payload values is above " +
+                 std::to_string(ScenarioCommand::kMaxPaddedPayload) +
+                 ", the most values a payload is padded to";
+        return false;
+    }
     return true;
 }
 

@@ -1,6 +1,5 @@
 #include "tools/brisk-sim/ScenarioRunner.h"
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -92,7 +91,7 @@ bool ScenarioRunner::execute(const ScenarioCommand& command, std::string* error)
 void ScenarioRunner::runEvent(const ScenarioCommand& command) {
     std::vector<int> payload = command.values;
     if (!payload.empty() && command.len > payload.size()) {
-        payload.resize(std::min(command.len, kMaxPaddedPayload), 0);
+        payload.resize(command.len, 0);
     }
     result(mServer.briskEvent(command.cmdId, command.msg.c_str(), command.len,
                               payload.empty() ? nullptr : payload.data()));

@@ -32,11 +32,6 @@ public:
     int initLine() const { return mInitLine; }
     int initResult() const { return mInitResult; }
 
-    // A payload longer than its values (len=N above the count) is padded with
-    // zeros up to this many values, so that a back-end reading `len` values stays
-    // inside the buffer.
-    static constexpr unsigned int kMaxPaddedPayload = 1024;
-
 private:
     bool execute(const ScenarioCommand& command, std::string* error);
     void runEvent(const ScenarioCommand& command);
