@@ -136,6 +136,10 @@ std::string Vocabulary::closestName(const std::string& name,
     size_t bestDistance = name.size() < kShortName ? 2 : 3;
     const std::string lowered = lower(name);
     for (const std::string& candidate : candidates) {
+        // The name itself is no suggestion; long candidates are no names of ours.
+        if (candidate == name || candidate.size() > kLongestName) {
+            continue;
+        }
         size_t d = lowered == lower(candidate) ? 0 : editDistance(name, candidate);
         if (d < bestDistance) {
             best = candidate;
