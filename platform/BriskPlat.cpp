@@ -1,9 +1,10 @@
-// The Linux platform adapter: a BriskPlat over the simulated device.
+// The Linux platform adapter: a BriskPlat over the simulated device, or over the
+// Linux back-end when a host chose it (PlatformSelector).
 #include "platform/BriskPlat.h"
 
 #include "config/BriskParser.h"
+#include "platform/PlatformSelector.h"
 #include "platform/sim/LinuxLoadXml.h"
-#include "platform/sim/SimBackend.h"
 #include "platform/sim/SimDevice.h"
 
 BriskPlat::BriskPlat() : mParser(nullptr), mPerf(nullptr) {}
@@ -23,9 +24,7 @@ BriskPlat* getPlat() {
     if (SimDevice::instance().takePlatCreationFault()) {
         return nullptr;
     }
-    BriskPlat* plat = new BriskPlat();
-    plat->mPerf = new SimBackend();
-    return plat;
+    return PlatformSelector::createPlat();
 }
 
 BriskLoadXml* createBriskLoadXml() {

@@ -1,0 +1,66 @@
+#include "platform/PlatformSelector.h"
+
+#include <mutex>
+
+#include "platform/linux/BackendCheck.h"
+#include "platform/linux/Journal.h"
+#include "platform/linux/JournalRecovery.h"
+#include "platform/linux/LinuxPlat.h"
+#include "platform/linux/SystemFileOps.h"
+#include "platform/sim/SimBackend.h"
+
+namespace {
+std::mutex gMutex;
+bool gLinux = false;
+LinuxBackendSettings gSettings;
+}  // namespace
+
+void PlatformSelector::useSimulatedDevice() {
+    std::lock_guard<std::mutex> lock(gMutex);
+    gLinux = false;
+    gSettings = LinuxBackendSettings();
+}
+
+void PlatformSelector::useLinuxBackend(const LinuxBackendSettings& settings) {
+    std::lock_guard<std::mutex> lock(gMutex);
+    gLinux = true;
+    gSettings = settings;
+}
+
+bool PlatformSelector::usesLinuxBackend() {
+    std::lock_guard<std::mutex> lock(gMutex);
+    return gLinux;
+}
+
+BriskPlat* PlatformSelector::createPlat() {
+    std::lock_guard<std::mutex> lock(gMutex);
+    if (gLinux) {
+        return new LinuxPlat(gSettings);
+    }
+    BriskPlat* plat = new BriskPlat();
+    plat->mPerf = new SimBackend();
+    return plat;
+}
+
+bool PlatformSelector::checkLinuxBackend(const LinuxBackendSettings& settings,
+                                         std::vector<std::string>* report) {
+    return BackendCheck(settings).run(report);
+}
+
+bool PlatformSelector::restoreLinuxBackend(const LinuxBackendSettings& settings,
+                                           std::vector<std::string>* report) {
+    std::shared_ptr<FileOps> ops =
+        settings.fileOps != nullptr ? settings.fileOps : std::make_shared<SystemFileOps>();
+    KernelReader reader(*ops, settings.kernelRoot);
+    Journal journal(*ops, settings.stateDir);
+    std::string error;
+    if (journal.lock(&error) != 0) {
+        report->push_back("error: " + error);
+        return false;
+    }
+    int r = JournalRecovery(reader, journal).run(report);
+    if (r == 0 && report->empty()) {
+        report->push_back("nothing to put back: no journal in " + settings.stateDir);
+    }
+    return r == 0;
+}

@@ -1,0 +1,111 @@
+#include "platform/linux/KernelFile.h"
+
+#include <fcntl.h>
+#include <linux/magic.h>
+
+#include <cerrno>
+
+#include "platform/linux/KernelText.h"
+
+namespace {
+bool isKernelAttributeFs(long type) {
+    return type == SYSFS_MAGIC || type == PROC_SUPER_MAGIC || type == CGROUP_SUPER_MAGIC ||
+           type == CGROUP2_SUPER_MAGIC || type == DEBUGFS_MAGIC;
+}
+}  // namespace
+
+KernelFile::KernelFile(const KernelReader& reader, std::string path)
+    : mReader(reader), mPath(std::move(path)) {}
+
+KernelFile::~KernelFile() {
+    if (mFd >= 0) {
+        mReader.ops().close(mFd);
+    }
+}
+
+int KernelFile::openForWrite() {
+    if (mFd >= 0) {
+        return 0;
+    }
+    FileOps& ops = mReader.ops();
+    int fd = ops.open(mPath, O_WRONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0);
+    if (fd < 0) {
+        return fd;
+    }
+    struct statfs fs {};
+    struct stat info {};
+    if (ops.fstatfs(fd, &fs) == 0 && !isKernelAttributeFs(static_cast<long>(fs.f_type)) &&
+        ops.fstat(fd, &info) == 0 && S_ISREG(info.st_mode)) {
+        mPlainFile = true;
+        mPlainSize = info.st_size;
+    }
+    mFd = fd;
+    return 0;
+}
+
+int KernelFile::write(std::string_view text, bool* wrote) {
+    *wrote = false;
+    if (mSkipSame && mLast == text) {
+        return 0;
+    }
+    int r = openForWrite();
+    if (r == 0) {
+        ssize_t n = mReader.ops().pwrite(mFd, text.data(), text.size(), 0);
+        r = n < 0 ? static_cast<int>(n) : static_cast<size_t>(n) == text.size() ? 0 : -EIO;
+    }
+    if (r == 0 && mPlainFile && mPlainSize > static_cast<off_t>(text.size())) {
+        r = mReader.ops().ftruncate(mFd, static_cast<off_t>(text.size()));
+    }
+    if (r != 0) {
+        mSkipSame = false;
+        return r;
+    }
+    mPlainSize = static_cast<off_t>(text.size());
+    mHasLast = true;
+    mSkipSame = true;
+    mLast.assign(text.data(), text.size());
+    *wrote = true;
+    return 0;
+}
+
+int KernelFile::read(std::string* text) const {
+    int r = mReader.readText(mPath, text);
+    if (r == 0) {
+        *text = std::string(KernelText::trim(*text));
+    }
+    return r;
+}
+
+int KernelFile::probeWritable() {
+    return openForWrite();
+}
+
+int KernelFile::captureOriginal() {
+    if (mCaptured) {
+        return 0;
+    }
+    std::string text;
+    int r = read(&text);
+    if (r != 0) {
+        return r;
+    }
+    mOriginal = std::move(text);
+    mCaptured = true;
+    mSeen = true;
+    mSeenReadable = true;
+    return 0;
+}
+
+const std::string* KernelFile::knownOriginal() {
+    if (!mSeen) {
+        mSeen = true;
+        mSeenReadable = read(&mOriginal) == 0;
+    }
+    return mSeenReadable ? &mOriginal : nullptr;
+}
+
+void KernelFile::setLast(bool has, std::string_view text) {
+    mHasLast = has;
+    mSkipSame = has;
+    mLast.assign(text.data(), text.size());
+}

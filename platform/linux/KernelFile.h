@@ -1,0 +1,63 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "platform/linux/KernelReader.h"
+
+// One file the back-end writes. It is opened once and the descriptor kept; each
+// value is one pwrite of its text, skipped when the text equals the last text
+// written successfully (never compared with a read-back, which for many kernel
+// files shows the effective value rather than the one written). A failed write
+// forgets that text. The original is read just before the first write.
+class KernelFile {
+public:
+    KernelFile(const KernelReader& reader, std::string path);
+    ~KernelFile();
+    KernelFile(const KernelFile&) = delete;
+    KernelFile& operator=(const KernelFile&) = delete;
+
+    const std::string& path() const { return mPath; }
+
+    // Writes `text` unless it is already there; `wrote` tells which. 0, or -errno.
+    int write(std::string_view text, bool* wrote);
+    // The file's text now, trimmed (a descriptor of its own, closed again).
+    int read(std::string* text) const;
+    // Opens the file for writing without writing (what a write would meet).
+    int probeWritable();
+
+    // Reads and keeps the original text now; once captured it is never read again.
+    int captureOriginal();
+    bool captured() const { return mCaptured; }
+    const std::string& original() const { return mOriginal; }
+    // The text before the back-end's first write: the original once captured,
+    // else what the file held when first asked. Null when it cannot be read.
+    const std::string* knownOriginal();
+
+    // The last text written successfully: what the file holds as far as the
+    // back-end knows (a later failed write does not change that).
+    bool hasLast() const { return mHasLast; }
+    const std::string& last() const { return mLast; }
+    // Puts back what an undone write replaced.
+    void setLast(bool has, std::string_view text);
+    // The path without the kernel root ("/sys/...").
+    std::string kernelPath() const { return mPath.substr(mReader.root().size()); }
+
+private:
+    int openForWrite();
+
+    const KernelReader& mReader;
+    std::string mPath;
+    int mFd = -1;
+    // Plain files (a test tree) keep old bytes beyond a shorter write: they are
+    // cut to size. Kernel attribute files take each write whole.
+    bool mPlainFile = false;
+    off_t mPlainSize = 0;
+    bool mCaptured = false;
+    bool mSeen = false;
+    bool mSeenReadable = false;
+    std::string mOriginal;
+    bool mHasLast = false;
+    bool mSkipSame = false;  // false after a failed write: the next one is made
+    std::string mLast;
+};

@@ -1,0 +1,102 @@
+#include "platform/linux/KernelReader.h"
+
+#include <fcntl.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "platform/linux/KernelText.h"
+
+KernelReader::KernelReader(FileOps& ops, std::string root) : mOps(ops), mRoot(std::move(root)) {
+    while (!mRoot.empty() && mRoot.back() == '/') {
+        mRoot.pop_back();
+    }
+}
+
+std::string KernelReader::path(std::string_view kernelPath) const {
+    std::string out = mRoot;
+    out.append(kernelPath.data(), kernelPath.size());
+    return out;
+}
+
+int KernelReader::readText(const std::string& fullPath, std::string* text) const {
+    int fd = mOps.open(fullPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0);
+    if (fd < 0) {
+        return fd;
+    }
+    char buffer[kMaxText + 1];
+    size_t total = 0;
+    int result = 0;
+    while (total < sizeof(buffer)) {
+        ssize_t n =
+            mOps.pread(fd, buffer + total, sizeof(buffer) - total, static_cast<off_t>(total));
+        if (n < 0) {
+            result = static_cast<int>(n);
+            break;
+        }
+        if (n == 0) {
+            break;
+        }
+        total += static_cast<size_t>(n);
+    }
+    mOps.close(fd);
+    if (result == 0 && total > kMaxText) {
+        result = -EFBIG;
+    }
+    if (result == 0) {
+        text->assign(buffer, total);
+    }
+    return result;
+}
+
+bool KernelReader::readInt(const std::string& fullPath, long long* value) const {
+    std::string text;
+    return readText(fullPath, &text) == 0 && KernelText::parseInt(text, value);
+}
+
+std::vector<std::string> KernelReader::list(const std::string& fullPath) const {
+    std::vector<std::string> names;
+    if (mOps.listDir(fullPath, &names) != 0) {
+        names.clear();
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+bool KernelReader::exists(const std::string& fullPath) const {
+    struct stat info {};
+    return mOps.stat(fullPath, &info) == 0;
+}
+
+std::string KernelReader::linkName(const std::string& fullPath) const {
+    std::string target;
+    if (mOps.readLink(fullPath, &target) != 0) {
+        return "";
+    }
+    size_t slash = target.rfind('/');
+    return slash == std::string::npos ? target : target.substr(slash + 1);
+}
+
+bool KernelReader::isTunablePath(std::string_view kernelPath) {
+    if (kernelPath.find('\0') != std::string_view::npos) {
+        return false;
+    }
+    bool underSys = kernelPath.compare(0, 5, "/sys/") == 0;
+    bool underProcSys = kernelPath.compare(0, 10, "/proc/sys/") == 0;
+    if (!underSys && !underProcSys) {
+        return false;
+    }
+    size_t start = 1;
+    while (start <= kernelPath.size()) {
+        size_t end = kernelPath.find('/', start);
+        if (end == std::string_view::npos) {
+            end = kernelPath.size();
+        }
+        std::string_view part = kernelPath.substr(start, end - start);
+        if (part.empty() || part == "." || part == "..") {
+            return false;
+        }
+        start = end + 1;
+    }
+    return true;
+}

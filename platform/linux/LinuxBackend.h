@@ -1,0 +1,82 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "platform/BriskPlat.h"
+#include "platform/linux/BackendDescription.h"
+#include "platform/linux/BackendTimer.h"
+#include "platform/linux/CapabilityNotes.h"
+#include "platform/linux/Journal.h"
+#include "platform/linux/KernelReader.h"
+#include "platform/linux/LinuxBackendSettings.h"
+#include "platform/linux/MachineLayout.h"
+#include "platform/linux/NodeArbiter.h"
+#include "platform/linux/NodeTable.h"
+#include "platform/linux/RequestBook.h"
+
+// The performance back-end of a real Linux machine: it writes cpufreq, devfreq,
+// thermal and platform-item files, keeps every holder's request per file, puts
+// the originals back when it is deleted (and after a crash, from its journal).
+// All operations take one lock; the back-end never calls into the service.
+// Results: 0, or a negative errno (-ENODEV for a capability this machine lacks
+// when the description is strict, -EINVAL for unusable arguments).
+class LinuxBackend : public PerfBackend {
+public:
+    explicit LinuxBackend(const LinuxBackendSettings& settings);
+    ~LinuxBackend() override;
+    LinuxBackend(const LinuxBackend&) = delete;
+    LinuxBackend& operator=(const LinuxBackend&) = delete;
+
+    // Reads the description, takes the journal's lock, recovers from a crash,
+    // discovers the machine and logs one summary line. 0, or a negative errno.
+    int initialize();
+
+    int doAction(const Action* action, unsigned int len, const int* payload) override;
+    int setConfig(int len, const int* tags, const int* values) override;
+    int getConfig(int len, const int* tags, int* values) override;
+    int doSchedLevelAction(int len, const int* tags, const int* levels) override;
+    int setProbeTarget(int tid, int mode) override;
+
+    // What a payload's first value means for doAction.
+    static constexpr int kPayloadEnd = -1;
+    // A busy file is retried this long after it refused, then less and less often.
+    static constexpr std::chrono::milliseconds kFirstRetry{250};
+    static constexpr std::chrono::milliseconds kLastRetry{8000};
+
+private:
+    using Clock = BackendTimer::Clock;
+
+    int beginRequest(HolderKey key, const Action& step);
+    int endRequest(HolderKey key);
+    void holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
+                  std::vector<KernelNode*>* held);
+    void setManagerValue(int tag, int value);
+    void holdIfChanged(KernelNode* node, long long value, std::string_view text);
+    int configValue(int tag);
+    void afterCall();
+    Clock::time_point nextWake();
+    void onTimer(Clock::time_point now);
+
+    std::shared_ptr<FileOps> mOps;
+    LinuxBackendSettings mSettings;
+    KernelReader mReader;
+    Journal mJournal;
+    JournalRecord mRecord;
+    BackendDescription mDescription;
+    MachineLayout mLayout;
+    NodeArbiter mArbiter;
+    NodeTable mTable;
+    RequestBook mRequests;
+    std::vector<KernelNode*> mSavedNodes;  // scratch: a request before its renewal
+    CapabilityNotes mNotes{mDescription, mLayout, mTable};
+    uint64_t mSeq = 0;
+    bool mReady = false;
+    bool mRetryArmed = false;
+    Clock::duration mRetryDelay = kFirstRetry;
+    Clock::time_point mRetryAt;
+    std::mutex mMutex;
+    BackendTimer mTimer;  // last: it stops before anything it uses goes
+};
