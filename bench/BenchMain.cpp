@@ -69,6 +69,7 @@ int main(int argc, char** argv) {
     registerProbeThreadBenchmarks();
     registerIpcFloorBenchmarks();
     registerDaemonBenchmarks();
+    registerLinuxBackendBenchmarks();
 
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

@@ -9,3 +9,4 @@ void registerContentionBenchmarks();
 void registerProbeThreadBenchmarks();
 void registerIpcFloorBenchmarks();
 void registerDaemonBenchmarks();
+void registerLinuxBackendBenchmarks();

@@ -43,11 +43,7 @@ int KernelFile::openForWrite() {
     return 0;
 }
 
-int KernelFile::write(std::string_view text, bool* wrote) {
-    *wrote = false;
-    if (mSkipSame && mLast == text) {
-        return 0;
-    }
+int KernelFile::writeNow(std::string_view text) {
     int r = openForWrite();
     if (r == 0) {
         ssize_t n = mReader.ops().pwrite(mFd, text.data(), text.size(), 0);
@@ -61,10 +57,36 @@ int KernelFile::write(std::string_view text, bool* wrote) {
         return r;
     }
     mPlainSize = static_cast<off_t>(text.size());
+    return 0;
+}
+
+int KernelFile::write(std::string_view text, bool* wrote) {
+    *wrote = false;
+    if (mSkipSame && mTexts[mCurrent] == text) {
+        return 0;
+    }
+    int r = writeNow(text);
+    if (r != 0) {
+        return r;
+    }
+    mCurrent = 1 - mCurrent;
+    mTexts[mCurrent].assign(text.data(), text.size());
+    mHadLast = mHasLast;
     mHasLast = true;
     mSkipSame = true;
-    mLast.assign(text.data(), text.size());
     *wrote = true;
+    return 0;
+}
+
+int KernelFile::revert() {
+    const std::string& previous = mHadLast ? mTexts[1 - mCurrent] : mOriginal;
+    int r = writeNow(previous);
+    if (r != 0) {
+        return r;
+    }
+    mCurrent = 1 - mCurrent;
+    mHasLast = mHadLast;
+    mSkipSame = mHadLast;
     return 0;
 }
 
@@ -102,10 +124,4 @@ const std::string* KernelFile::knownOriginal() {
         mSeenReadable = read(&mOriginal) == 0;
     }
     return mSeenReadable ? &mOriginal : nullptr;
-}
-
-void KernelFile::setLast(bool has, std::string_view text) {
-    mHasLast = has;
-    mSkipSame = has;
-    mLast.assign(text.data(), text.size());
 }

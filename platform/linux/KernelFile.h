@@ -21,6 +21,9 @@ public:
 
     // Writes `text` unless it is already there; `wrote` tells which. 0, or -errno.
     int write(std::string_view text, bool* wrote);
+    // Writes back what the last successful write replaced (the original when it
+    // was the first), and forgets that write. 0, or -errno.
+    int revert();
     // The file's text now, trimmed (a descriptor of its own, closed again).
     int read(std::string* text) const;
     // Opens the file for writing without writing (what a write would meet).
@@ -37,14 +40,13 @@ public:
     // The last text written successfully: what the file holds as far as the
     // back-end knows (a later failed write does not change that).
     bool hasLast() const { return mHasLast; }
-    const std::string& last() const { return mLast; }
-    // Puts back what an undone write replaced.
-    void setLast(bool has, std::string_view text);
+    const std::string& last() const { return mTexts[mCurrent]; }
     // The path without the kernel root ("/sys/...").
     std::string kernelPath() const { return mPath.substr(mReader.root().size()); }
 
 private:
     int openForWrite();
+    int writeNow(std::string_view text);
 
     const KernelReader& mReader;
     std::string mPath;
@@ -58,6 +60,9 @@ private:
     bool mSeenReadable = false;
     std::string mOriginal;
     bool mHasLast = false;
+    bool mHadLast = false;   // before the last write
     bool mSkipSame = false;  // false after a failed write: the next one is made
-    std::string mLast;
+    // The last text and the one it replaced, swapped by each write (no copy).
+    std::string mTexts[2];
+    int mCurrent = 0;
 };

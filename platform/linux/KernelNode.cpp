@@ -17,7 +17,9 @@ void KernelNode::hold(HolderKey key, long long value, std::string_view text, uin
     for (Holder& holder : mHolders) {
         if (holder.key == key) {
             holder.value = value;
-            holder.text.assign(text.data(), text.size());
+            if (holder.text != text) {  // bounds carry no text: nothing to copy
+                holder.text.assign(text.data(), text.size());
+            }
             holder.seq = seq;
             return;
         }
@@ -67,38 +69,43 @@ bool KernelNode::heldValue(long long* value) const {
     return found;
 }
 
+bool KernelNode::heldInForce(long long* value) const {
+    if (!heldValue(value)) {
+        return false;
+    }
+    long long ceiling = 0;
+    if (mRole == NodeRole::Floor && mPartner != nullptr && mPartner->valueInForce(&ceiling) &&
+        ceiling > 0 && *value > ceiling) {
+        *value = ceiling;
+    }
+    return true;
+}
+
 bool KernelNode::valueInForce(long long* value) {
-    if (heldValue(value)) {
-        if (mRole == NodeRole::Floor && mPartner != nullptr) {
-            long long ceiling = 0;
-            if (mPartner->valueInForce(&ceiling) && ceiling > 0 && *value > ceiling) {
-                *value = ceiling;
-            }
-        }
+    if (heldInForce(value)) {
         return true;
     }
     const std::string* original = mFile->knownOriginal();
     return original != nullptr && KernelText::parseInt(*original, value);
 }
 
-bool KernelNode::wanted(std::string* text) {
+bool KernelNode::wanted(WantedText* out) {
     if (mRole == NodeRole::Latest) {
         const Holder* holder = latest();
         if (holder != nullptr) {
-            *text = holder->text;
+            out->text = holder->text;
             return true;
         }
     } else {
         long long value = 0;
-        if (heldValue(&value)) {
-            valueInForce(&value);
-            char buffer[KernelText::kIntTextSize];
-            text->assign(buffer, KernelText::formatInt(value, buffer));
+        if (heldInForce(&value)) {
+            static_assert(sizeof(out->number) >= KernelText::kIntTextSize, "room for a number");
+            out->text = std::string_view(out->number, KernelText::formatInt(value, out->number));
             return true;
         }
     }
     if (mHasEndText) {
-        *text = mEndText;
+        out->text = mEndText;
         return true;
     }
     return false;

@@ -29,6 +29,13 @@ struct Holder {
     uint64_t seq = 0;     // when it began; the latest wins on a Latest node
 };
 
+// What a node wants written: a number formatted into `number`, or a view of a
+// holder's or the node's own text (valid until its holders change).
+struct WantedText {
+    char number[24];
+    std::string_view text;
+};
+
 // How a node combines its holders.
 enum class NodeRole {
     Floor,    // the highest positive value, never above the partner ceiling in force
@@ -62,12 +69,14 @@ public:
 
     // The text the file should hold now. False when the original should come back
     // (no holder and no end text).
-    bool wanted(std::string* text);
+    bool wanted(WantedText* out);
     // The numeric value in force: held, else the original; false when unknown.
     bool valueInForce(long long* value);
 
 private:
     bool heldValue(long long* value) const;
+    // The held value, a floor cut to the ceiling in force; false without holder.
+    bool heldInForce(long long* value) const;
     const Holder* latest() const;
 
     NodeRole mRole;

@@ -111,7 +111,9 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
 }
 
 int LinuxBackend::beginRequest(HolderKey key, const Action& step) {
-    int r = mNotes.strictAbsence(step.tagValues.data(), step.tagPairCount(), &step);
+    int r = mDescription.strict
+                ? mNotes.strictAbsence(step.tagValues.data(), step.tagPairCount(), &step)
+                : 0;
     if (r != 0) {
         return r;
     }
@@ -135,9 +137,7 @@ int LinuxBackend::beginRequest(HolderKey key, const Action& step) {
     } else {
         request.timed = false;
     }
-    if (request.nodes.empty()) {
-        mRequests.erase(key);
-    }
+    forgetIfIdle(key, request);
     return r;
 }
 
@@ -151,9 +151,19 @@ int LinuxBackend::endRequest(HolderKey key) {
     }
     int r = mArbiter.commit();
     if (r == 0) {
-        mRequests.erase(key);
+        request->nodes.clear();
+        request->timed = false;
+        forgetIfIdle(key, *request);
     }
     return r;
+}
+
+void LinuxBackend::forgetIfIdle(HolderKey key, const RequestBook::Request& request) {
+    // A command's entry is kept for its next begin (no allocation then); a probed
+    // thread's goes, as thread ids come and go.
+    if (request.nodes.empty() && key.instance != 0) {
+        mRequests.erase(key);
+    }
 }
 
 void LinuxBackend::holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
@@ -164,9 +174,13 @@ void LinuxBackend::holdPair(HolderKey key, const Action& step, int pair, uint64_
     std::string_view text;
     switch (NodeTable::kindOf(tag)) {
         case TagKind::Bound:
-        case TagKind::Number:
             if (value <= 0) {
                 return;  // no limit asked
+            }
+            break;
+        case TagKind::Number:
+            if (value <= 0) {
+                return;
             }
             text = std::string_view(number, KernelText::formatInt(value, number));
             break;
@@ -220,7 +234,7 @@ int LinuxBackend::setConfig(int len, const int* tags, const int* values) {
         return -ENODEV;
     }
     mArbiter.retryPending();
-    int r = mNotes.strictAbsence(tags, len, nullptr);
+    int r = mDescription.strict ? mNotes.strictAbsence(tags, len, nullptr) : 0;
     if (r == 0) {
         for (int i = 0; i < len; ++i) {
             setManagerValue(tags[i], values[i]);
@@ -245,10 +259,14 @@ void LinuxBackend::setManagerValue(int tag, int value) {
     }
     // 0 and -1 lift the limit; for the fork switch 0 means off and only -1 lifts it.
     const bool lift = kind == TagKind::Fork ? value < 0 : value <= 0;
+    // Only a Latest node writes a holder's own text; a bound's text is its value.
     char number[KernelText::kIntTextSize];
-    std::string_view text = kind == TagKind::Fork
-                                ? std::string_view(mTable.forkText(value > 0))
-                                : std::string_view(number, KernelText::formatInt(value, number));
+    std::string_view text;
+    if (kind == TagKind::Fork) {
+        text = mTable.forkText(value > 0);
+    } else if (kind == TagKind::Number) {
+        text = std::string_view(number, KernelText::formatInt(value, number));
+    }
     for (KernelNode* node : nodes) {
         if (lift) {
             mArbiter.release(node, kManagerHolder);
@@ -302,11 +320,12 @@ int LinuxBackend::configValue(int tag) {
     }
     KernelNode* node = nodes->front();
     if (NodeTable::kindOf(tag) == TagKind::Fork) {
-        std::string text;
-        if (!node->wanted(&text)) {
+        WantedText want;
+        if (!node->wanted(&want)) {
             const std::string* original = node->file()->knownOriginal();
-            text = original != nullptr ? *original : "";
+            want.text = original != nullptr ? std::string_view(*original) : std::string_view();
         }
+        std::string_view text = want.text;
         return text == mTable.forkText(true) ? 1 : text == mTable.forkText(false) ? 0 : -1;
     }
     long long value = 0;

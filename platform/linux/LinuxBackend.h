@@ -51,6 +51,7 @@ private:
 
     int beginRequest(HolderKey key, const Action& step);
     int endRequest(HolderKey key);
+    void forgetIfIdle(HolderKey key, const RequestBook::Request& request);
     void holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
                   std::vector<KernelNode*>* held);
     void setManagerValue(int tag, int value);

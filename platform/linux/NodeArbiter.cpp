@@ -88,7 +88,7 @@ int NodeArbiter::commit() {
 
 void NodeArbiter::endSet() {
     mTouchedCount = 0;
-    mWrittenCount = 0;
+    mWritten.clear();
     mNewPending.clear();
 }
 
@@ -96,46 +96,47 @@ NodeArbiter::Outcome NodeArbiter::writeNode(KernelNode* node, int* error) {
     if (node->partner() != nullptr) {
         return writePair(node, error);
     }
-    if (!node->wanted(&mText)) {
+    WantedText want;
+    if (!node->wanted(&want)) {
         if (!node->file()->hasLast()) {
             return Outcome::Done;  // never written: it still holds its original
         }
-        mText = node->file()->original();
+        want.text = node->file()->original();
     }
-    return writeText(node, mText, error);
+    return writeText(node, want.text, error);
 }
 
 NodeArbiter::Outcome NodeArbiter::writePair(KernelNode* a, int* error) {
     KernelNode* floor = a->role() == NodeRole::Floor ? a : a->partner();
     KernelNode* ceiling = floor->partner();
-    std::string floorText;
-    std::string ceilingText;
+    WantedText floorWant;
+    WantedText ceilingWant;
     // A node without holder goes back to its original, if it was ever written.
-    bool floorHeld = floor->wanted(&floorText);
-    bool ceilingHeld = ceiling->wanted(&ceilingText);
+    bool floorHeld = floor->wanted(&floorWant);
+    bool ceilingHeld = ceiling->wanted(&ceilingWant);
     bool writeFloor = floorHeld || floor->file()->hasLast();
     bool writeCeiling = ceilingHeld || ceiling->file()->hasLast();
     if (!floorHeld && writeFloor) {
-        floorText = floor->file()->original();
+        floorWant.text = floor->file()->original();
     }
     if (!ceilingHeld && writeCeiling) {
-        ceilingText = ceiling->file()->original();
+        ceilingWant.text = ceiling->file()->original();
     }
     // Raise the ceiling before the floor, lower the floor before the ceiling:
     // the ceiling goes first unless the floor now in the file is above the new
-    // ceiling.
+    // ceiling. (Only a pair written together has an order to choose.)
     long long floorNow = 0;
     long long newCeiling = 0;
-    bool known = currentValue(floor->file(), &floorNow) &&
-                 (writeCeiling ? KernelText::parseInt(ceilingText, &newCeiling)
-                               : currentValue(ceiling->file(), &newCeiling));
-    bool ceilingFirst = !(known && floorNow > newCeiling);
+    bool ceilingFirst =
+        !(writeFloor && writeCeiling && currentValue(floor->file(), &floorNow) &&
+          KernelText::parseInt(ceilingWant.text, &newCeiling) && floorNow > newCeiling);
     KernelNode* order[2] = {ceilingFirst ? ceiling : floor, ceilingFirst ? floor : ceiling};
     Outcome result = Outcome::Done;
     for (KernelNode* node : order) {
         bool write = node == floor ? writeFloor : writeCeiling;
         Outcome outcome =
-            write ? writeText(node, node == floor ? floorText : ceilingText, error) : Outcome::Done;
+            write ? writeText(node, node == floor ? floorWant.text : ceilingWant.text, error)
+                  : Outcome::Done;
         if (outcome == Outcome::Failed) {
             return outcome;
         }
@@ -146,7 +147,7 @@ NodeArbiter::Outcome NodeArbiter::writePair(KernelNode* a, int* error) {
     return result;
 }
 
-NodeArbiter::Outcome NodeArbiter::writeText(KernelNode* node, const std::string& text, int* error) {
+NodeArbiter::Outcome NodeArbiter::writeText(KernelNode* node, std::string_view text, int* error) {
     KernelFile* file = node->file();
     if (!file->captured()) {
         int r = file->captureOriginal();
@@ -162,17 +163,12 @@ NodeArbiter::Outcome NodeArbiter::writeText(KernelNode* node, const std::string&
             return Outcome::Failed;
         }
     }
-    if (mWrittenCount == mWritten.size()) {
-        mWritten.push_back(Written{nullptr, false, {}});
-    }
-    Written& record = mWritten[mWrittenCount];
-    record.file = file;
-    record.hadLast = file->hasLast();
-    record.previous = file->last();
     bool wrote = false;
     int r = file->write(text, &wrote);
     if (r == 0) {
-        mWrittenCount += wrote ? 1 : 0;
+        if (wrote) {
+            mWritten.push_back(file);
+        }
         notePending(node, false);
         return Outcome::Done;
     }
@@ -198,6 +194,9 @@ int NodeArbiter::journalOriginal(KernelFile* file) {
 }
 
 void NodeArbiter::notePending(KernelNode* node, bool busy) {
+    if (!busy && mPending.empty()) {
+        return;
+    }
     auto found = std::find(mPending.begin(), mPending.end(), node);
     if (busy && found == mPending.end()) {
         mPending.push_back(node);
@@ -211,17 +210,12 @@ void NodeArbiter::undo() {
     for (size_t i = mTouchedCount; i-- > 0;) {
         mTouched[i].node->setHolders(mTouched[i].saved);
     }
-    for (size_t i = mWrittenCount; i-- > 0;) {
-        Written& record = mWritten[i];
-        const std::string& text = record.hadLast ? record.previous : record.file->original();
-        bool wrote = false;
-        int r = record.file->write(text, &wrote);
+    for (auto it = mWritten.rbegin(); it != mWritten.rend(); ++it) {
+        int r = (*it)->revert();
         if (r != 0) {
-            LINUX_LOGE("cannot put \"%s\" back into %s: %s", text.c_str(),
-                       record.file->path().c_str(), strerror(-r));
-            continue;
+            LINUX_LOGE("%s: cannot put its previous text back (%s)", (*it)->path().c_str(),
+                       strerror(-r));
         }
-        record.file->setLast(record.hadLast, record.previous);
     }
     // A busy write of this set never landed: what was there before stands.
     for (KernelNode* node : mNewPending) {
@@ -230,6 +224,9 @@ void NodeArbiter::undo() {
 }
 
 void NodeArbiter::retryPending() {
+    if (mPending.empty()) {
+        return;
+    }
     std::vector<KernelNode*> pending = mPending;
     for (KernelNode* node : pending) {
         int error = 0;
@@ -270,10 +267,11 @@ void NodeArbiter::restoreAll() {
 }
 
 void NodeArbiter::logOnce(const KernelFile* file, int error, Failure failure,
-                          const std::string& text) {
+                          std::string_view wanted) {
     if (!mLogged.insert({file, error}).second) {
         return;
     }
+    const std::string text(wanted);
     const char* path = file->path().c_str();
     const char* why = strerror(-error);
     switch (failure) {

@@ -47,11 +47,6 @@ private:
         KernelNode* node;
         std::vector<Holder> saved;
     };
-    struct Written {
-        KernelFile* file;
-        bool hadLast;
-        std::string previous;
-    };
     enum class Outcome { Done, Busy, Failed };
     enum class Failure { Busy, Write, Original, Journal };
 
@@ -60,13 +55,13 @@ private:
     // Writes what `node` wants; `error` gets -errno of a hard failure.
     Outcome writeNode(KernelNode* node, int* error);
     Outcome writePair(KernelNode* a, int* error);
-    Outcome writeText(KernelNode* node, const std::string& text, int* error);
+    Outcome writeText(KernelNode* node, std::string_view text, int* error);
     int journalOriginal(KernelFile* file);
     void undo();
     void endSet();
     void notePending(KernelNode* node, bool busy);
     // Each file and errno is logged once.
-    void logOnce(const KernelFile* file, int error, Failure failure, const std::string& text);
+    void logOnce(const KernelFile* file, int error, Failure failure, std::string_view wanted);
 
     const KernelReader& mReader;
     Journal& mJournal;
@@ -77,10 +72,8 @@ private:
     // The current set; entries beyond the counts are kept for their capacity.
     std::vector<Touched> mTouched;
     size_t mTouchedCount = 0;
-    std::vector<Written> mWritten;
-    size_t mWrittenCount = 0;
+    std::vector<KernelFile*> mWritten;  // each file is written once per set at most
     std::vector<KernelNode*> mNewPending;
     std::vector<KernelNode*> mPending;
     std::set<std::pair<const KernelFile*, int>> mLogged;
-    std::string mText;  // scratch for wanted texts
 };
