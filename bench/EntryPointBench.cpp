@@ -14,6 +14,7 @@
 #include "bench/BenchServer.h"
 #include "bench/BenchSettings.h"
 #include "bench/Registry.h"
+#include "config/Vocabulary.h"
 #include "platform/sim/SimDevice.h"
 #include "server/BriskServer.h"
 
@@ -210,7 +211,7 @@ void addProbeCase() {
         "probe_start_stop",
         "title=probe start, stop inside the boost delay (per event);floor=mutex;target_ns=500",
         [](BriskServer& s, long i) {
-            return s.briskEvent(BriskServer::kProbeCmdId, "pid=4242|tid=4243", 1, onOff(i));
+            return s.briskEvent(Vocabulary::kProbeCmdId, "pid=4242|tid=4243", 1, onOff(i));
         },
         alternating());
 }

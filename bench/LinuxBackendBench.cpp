@@ -17,11 +17,11 @@
 #include "bench/BenchSettings.h"
 #include "bench/Registry.h"
 #include "bench/ThreadClock.h"
+#include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
-#include "platform/ConfigVocabulary.h"
-#include "platform/PlatformSelector.h"
 #include "platform/linux/LinuxBackend.h"
 #include "platform/linux/SystemFileOps.h"
+#include "platform/select/PlatformSelector.h"
 #include "server/BriskServer.h"
 #include "tests/support/FakeKernelTree.h"
 
@@ -98,19 +98,19 @@ Action makeStep(int cmdId, const std::vector<std::pair<int, int>>& pairs,
     step.duration = 0;
     for (const auto& pair : pairs) {
         step.tagValues.insert(step.tagValues.end(), {pair.first, pair.second});
-        step.keyValues.insert(step.keyValues.end(), {ConfigVocabulary::nameForTag(pair.first),
-                                                     std::to_string(pair.second)});
+        step.keyValues.insert(step.keyValues.end(),
+                              {Vocabulary::nameForTag(pair.first), std::to_string(pair.second)});
     }
     for (const auto& item : items) {
-        step.tagValues.insert(step.tagValues.end(), {ConfigVocabulary::kPlatformItemTag, 1});
+        step.tagValues.insert(step.tagValues.end(), {Vocabulary::kPlatformItemTag, 1});
         step.keyValues.insert(step.keyValues.end(), {item.first, item.second});
     }
     step.tagCount = static_cast<int>(step.tagValues.size() / 2);
     return step;
 }
 
-const int kBegin[1] = {0};
-const int kEnd[1] = {LinuxBackend::kPayloadEnd};
+const int kBegin[1] = {Vocabulary::kBegin};
+const int kEnd[1] = {Vocabulary::kEnd};
 
 using Call = std::function<int(long i)>;
 

@@ -9,6 +9,7 @@
 #include "bench/BenchSettings.h"
 #include "bench/Registry.h"
 #include "bench/ThreadClock.h"
+#include "config/Vocabulary.h"
 #include "platform/sim/SimDevice.h"
 #include "server/BriskServer.h"
 
@@ -100,7 +101,7 @@ void boostHeld(benchmark::State& state) {
     bool boosted = false;
     for (auto _ : state) {
         long targets = device.callCount(SimCall::Op::SetProbeTarget);
-        server->briskEvent(BriskServer::kProbeCmdId, kProbeMessage, 1, kStart);
+        server->briskEvent(Vocabulary::kProbeCmdId, kProbeMessage, 1, kStart);
         // The boost lands after the 8 ms delay; wait for its platform call.
         for (int i = 0; i < 200 && device.callCount(SimCall::Op::SetProbeTarget) == targets; ++i) {
             usleep(1000);
@@ -109,7 +110,7 @@ void boostHeld(benchmark::State& state) {
         // Well inside the 256 ms hold time.
         share = measure(tid, 200000000LL);
         state.SetIterationTime(share.seconds);
-        server->briskEvent(BriskServer::kProbeCmdId, kProbeMessage, 1, kStop);
+        server->briskEvent(Vocabulary::kProbeCmdId, kProbeMessage, 1, kStop);
     }
     drain();
     CpuShare after = measure(tid, 100000000LL);

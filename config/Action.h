@@ -19,6 +19,13 @@ public:
     // The same for the (key, value) string pairs of `keyValues`.
     int keyPairCount() const;
 
+    // Pair `i` of `tagValues` (below tagPairCount()) and of `keyValues` (below
+    // keyPairCount()).
+    int pairTag(int i) const { return tagValues[2 * static_cast<size_t>(i)]; }
+    int pairValue(int i) const { return tagValues[2 * static_cast<size_t>(i) + 1]; }
+    const std::string& pairKey(int i) const { return keyValues[2 * static_cast<size_t>(i)]; }
+    const std::string& pairText(int i) const { return keyValues[2 * static_cast<size_t>(i) + 1]; }
+
     int cmdId = -1;
     std::string name;
     int duration = -1;

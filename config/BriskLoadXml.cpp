@@ -6,6 +6,8 @@
 #include <climits>
 #include <cstdlib>
 
+#include "config/RecordChain.h"
+#include "config/XmlAttributeScan.h"
 #include "platform/DeviceApi.h"
 #include "server/BriskLog.h"
 
@@ -36,6 +38,12 @@ std::map<int, Action*>* BriskLoadXml::loadXmlMap() {
 
 int BriskLoadXml::innerLoad(const char* path, std::map<int, RawXmlData*>* out) {
     if (path == nullptr || out == nullptr) {
+        return 2;
+    }
+    int line = 0;
+    if (!XmlAttributeScan::fileWithinLimit(path, kMaxAttributesPerElement, &line)) {
+        BRISK_LOGE("LoadFile refused, path:%s, the element at line %d has more than %zu attributes",
+                   path, line, kMaxAttributesPerElement);
         return 2;
     }
     tinyxml2::XMLDocument doc(true);
@@ -127,12 +135,7 @@ bool BriskLoadXml::isIdInInt32Range(const char* text) {
 
 void BriskLoadXml::freeRawXmlMap(std::map<int, RawXmlData*>& rawMap) {
     for (auto& entry : rawMap) {
-        RawXmlData* record = entry.second;
-        while (record != nullptr) {
-            RawXmlData* next = record->next;
-            delete record;
-            record = next;
-        }
+        deleteRecordChain(entry.second);
     }
     rawMap.clear();
 }

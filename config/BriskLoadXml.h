@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
 
 #include "config/Action.h"
@@ -25,6 +26,11 @@ public:
     void parseCmdInfo(tinyxml2::XMLElement* first, std::map<int, RawXmlData*>* out);
     void iterRawXmlDatas(RawXmlData* header, tinyxml2::XMLElement* command);
     bool parseRawXmlDataInfo(RawXmlData* record, tinyxml2::XMLElement* firstParameter);
+
+    // Elements may carry at most this many attributes. tinyxml2's parse time
+    // grows with the square of an element's attribute count, so files beyond it
+    // are refused before they are parsed (innerLoad returns 2).
+    static constexpr size_t kMaxAttributesPerElement = 64;
 
     // QueryIntValue wraps decimal ids beyond int32 silently; such an id is no
     // integer of ours, and its command is skipped like one with a non-numeric id.

@@ -1,5 +1,6 @@
 #include "config/BriskParser.h"
 
+#include "config/RecordChain.h"
 #include "server/BriskLog.h"
 
 BriskParser::BriskParser(std::map<int, Action*>* map) : mMap(map) {}
@@ -9,12 +10,7 @@ BriskParser::~BriskParser() {
         return;
     }
     for (auto& entry : *mMap) {
-        Action* record = entry.second;
-        while (record != nullptr) {
-            Action* next = record->next;
-            delete record;
-            record = next;
-        }
+        deleteRecordChain(entry.second);
     }
     delete mMap;
     mMap = nullptr;

@@ -2,12 +2,13 @@
 
 #include <utils/String8.h>
 
-#include <climits>
 #include <new>
 #include <vector>
 
+#include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
 #include "server/BriskLog.h"
+#include "server/MutexGuard.h"
 #include "server/RelaxedAccess.h"
 
 namespace {
@@ -36,42 +37,6 @@ const DumpLabel kDumpLabels[] = {
 // Bit of the reporting switch's value that turns reporting on.
 constexpr int kUploadEnableBit = 0x10000;
 
-// Start of the search for the lowest ceiling: no ceiling found yet.
-constexpr int kNoCeiling = INT_MAX;
-
-bool isFloorTag(int tag) {
-    return tag == BRISK_TAG_LITTLE_CPU_MIN || tag == BRISK_TAG_BIG_CPU_MIN ||
-           tag == BRISK_TAG_GPU_MIN;
-}
-
-bool isCeilingTag(int tag) {
-    return tag == BRISK_TAG_LITTLE_CPU_MAX || tag == BRISK_TAG_BIG_CPU_MAX ||
-           tag == BRISK_TAG_GPU_MAX;
-}
-
-// A request's arrays must hold tagLen readable entries.
-bool checkArrays(int tagLen, const int* tags, const int* configs) {
-    if (tagLen < 0) {
-        BRISK_LOGE("invalid tagLen(%d)", tagLen);
-        return false;
-    }
-    if (tagLen > 0 && (tags == nullptr || configs == nullptr)) {
-        BRISK_LOGE("null tags or configs, tagLen is %d", tagLen);
-        return false;
-    }
-    return true;
-}
-
-class MutexHolder {
-public:
-    explicit MutexHolder(pthread_mutex_t* mutex) : mMutex(mutex) { pthread_mutex_lock(mMutex); }
-    ~MutexHolder() { pthread_mutex_unlock(mMutex); }
-    MutexHolder(const MutexHolder&) = delete;
-    MutexHolder& operator=(const MutexHolder&) = delete;
-
-private:
-    pthread_mutex_t* mMutex;
-};
 }  // namespace
 
 FreqClientManager* getFreqClient(BriskPlat* plat) {
@@ -114,13 +79,25 @@ void FreqClientManager::initFreqMap() {
     mFreqMap[BRISK_TAG_GPU_MAX] = &mGpuMaxFreqMap;
 }
 
+bool FreqClientManager::checkArrays(int tagLen, const int* tags, const int* configs) {
+    if (tagLen < 0) {
+        BRISK_LOGE("invalid tagLen(%d)", tagLen);
+        return false;
+    }
+    if (tagLen > 0 && (tags == nullptr || configs == nullptr)) {
+        BRISK_LOGE("null tags or configs, tagLen is %d", tagLen);
+        return false;
+    }
+    return true;
+}
+
 PerfBackend* FreqClientManager::perf() const {
     return mPlat == nullptr ? nullptr : mPlat->mPerf;
 }
 
 int FreqClientManager::doPerfSetConfig(int clientId, int tagLen, const int* tags,
                                        const int* configs, const int* onOff) {
-    MutexHolder lock(&mMutex);
+    MutexGuard lock(&mMutex);
     if (clientId == FREQ_CLIENT_CONTROL) {
         // Only a one-entry request reads the arrays.
         if (tagLen == 1 && (tags == nullptr || configs == nullptr)) {
@@ -267,7 +244,7 @@ int FreqClientManager::getNewConfig(int clientId, int tag, int config) {
 }
 
 int FreqClientManager::getConfigWithSceneEvent(int config, int tag) {
-    if (!isCeilingTag(tag)) {
+    if (!Vocabulary::isFreqCeilingTag(tag)) {
         return config;
     }
     int eventCeiling = getSceneConfig(tag);
@@ -336,124 +313,6 @@ int FreqClientManager::getMinConfig(std::map<int, int>& m) {
         }
     }
     return lowest;
-}
-
-int FreqClientManager::doPerfEventConfig(int cmdId, int tagLen, const int* tags, const int* values,
-                                         int onOff) {
-    if (!checkArrays(tagLen, tags, values)) {
-        return -1;
-    }
-    std::map<int, int> request;
-    std::map<int, int> result;
-    std::vector<int> valuesToWrite(tagLen);
-    for (int i = 0; i < tagLen; ++i) {
-        int tag = tags[i];
-        int value;
-        if (isFloorTag(tag)) {
-            value = getMaxFreqFromMap(cmdId, onOff, values[i], *mFreqMap[tag]);
-        } else if (isCeilingTag(tag)) {
-            value = getMinFreqFromMap(cmdId, onOff, tag, values[i], *mFreqMap[tag]);
-        } else {
-            BRISK_LOGE("invalid tag %d, cmdId is %d", tag, cmdId);
-            return -1;
-        }
-        result[tag] = value;
-        valuesToWrite[i] = value;
-        request[tag] = values[i];
-    }
-
-    // An event going off is cleared even when the check below refuses the write.
-    if (onOff == -1) {
-        saveDataToMap(cmdId, -1, request);
-    }
-
-    // Unnamed tags count as 0 and so always pass.
-    auto resultOf = [&result](int tag) {
-        auto it = result.find(tag);
-        return it == result.end() ? 0 : it->second;
-    };
-    const int pairs[][2] = {{BRISK_TAG_LITTLE_CPU_MIN, BRISK_TAG_LITTLE_CPU_MAX},
-                            {BRISK_TAG_BIG_CPU_MIN, BRISK_TAG_BIG_CPU_MAX},
-                            {BRISK_TAG_GPU_MIN, BRISK_TAG_GPU_MAX}};
-    for (const auto& pair : pairs) {
-        if (!isFreqValValid(resultOf(pair[0]), resultOf(pair[1]))) {
-            BRISK_LOGI(
-                "freq is invalid(min > freq), cmdId is %d, (l_cpu(%d,%d), b_cpu(%d, %d), "
-                "gpu(%d, %d))",
-                cmdId, resultOf(BRISK_TAG_LITTLE_CPU_MIN), resultOf(BRISK_TAG_LITTLE_CPU_MAX),
-                resultOf(BRISK_TAG_BIG_CPU_MIN), resultOf(BRISK_TAG_BIG_CPU_MAX),
-                resultOf(BRISK_TAG_GPU_MIN), resultOf(BRISK_TAG_GPU_MAX));
-            return -1;
-        }
-    }
-
-    if (onOff == 0) {
-        saveDataToMap(cmdId, 0, request);
-    }
-
-    PerfBackend* backend = perf();
-    int status = backend == nullptr ? -1 : backend->setConfig(tagLen, tags, valuesToWrite.data());
-    if (status != 0) {
-        BRISK_LOGE("doPerfSetConfig failed!");
-        return status;
-    }
-    return 0;
-}
-
-int FreqClientManager::getMaxFreqFromMap(int cmdId, int onOff, int value,
-                                         std::map<int, int>& eventMap) {
-    int highest = 0;
-    for (const auto& entry : eventMap) {
-        if (entry.first != cmdId && entry.second > highest) {
-            highest = entry.second;
-        }
-    }
-    return (onOff == 0 && value > highest) ? value : highest;
-}
-
-int FreqClientManager::getMinFreqFromMap(int cmdId, int onOff, int tag, int value,
-                                         std::map<int, int>& eventMap) {
-    int lowest = kNoCeiling;
-    for (const auto& entry : eventMap) {
-        if (entry.first != cmdId && entry.second >= 1 && entry.second < lowest) {
-            lowest = entry.second;
-        }
-    }
-    int clients = mMinConfigMap[tag];
-    if (clients >= 1 && clients < lowest) {
-        lowest = clients;
-    }
-    if (onOff != 0) {
-        return lowest == kNoCeiling ? 0 : lowest;
-    }
-    // Deliberately plain: an event asking for 0 (or less) while on gets it.
-    return lowest > value ? value : lowest;
-}
-
-void FreqClientManager::saveDataToMap(int cmdId, int onOff, std::map<int, int>& request) {
-    for (const auto& entry : request) {
-        if (entry.second >= 1) {
-            setMapFreq(cmdId, entry.first, onOff == 0 ? entry.second : 0);
-        }
-    }
-}
-
-void FreqClientManager::setMapFreq(int cmdId, int tag, int value) {
-    auto it = mFreqMap.find(tag);
-    if (it != mFreqMap.end()) {
-        (*it->second)[cmdId] = value;
-    }
-}
-
-bool FreqClientManager::isFreqValValid(int minFreq, int maxFreq) {
-    return minFreq <= maxFreq || minFreq < 1 || maxFreq < 1;
-}
-
-int FreqClientManager::getSceneConfig(int tag) {
-    if (!isCeilingTag(tag)) {
-        return 0;
-    }
-    return getMinConfig(*mFreqMap[tag]);
 }
 
 void FreqClientManager::dumpFreqList(android::String8& out) {

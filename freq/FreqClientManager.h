@@ -19,6 +19,9 @@ class String8;
 // running events request. It combines them, writes the result through the
 // platform back-end and feeds the frequency-limit reporting.
 //
+// The code spans two files: FreqClientManager.cpp (construction, the entry, the
+// client path and the dump) and FreqClientManagerEvents.cpp (the event path).
+//
 // Every request enters through doPerfSetConfig, which holds mMutex for the whole
 // request (back-end calls and reporting included); the other request operations
 // expect that lock to be held and take none. dumpFreqList reads without the lock.
@@ -69,6 +72,8 @@ public:
     void printFreqList(std::map<int, int>& configMap, android::String8& out);
 
 private:
+    // A request's arrays must hold tagLen readable entries; logs when they do not.
+    static bool checkArrays(int tagLen, const int* tags, const int* configs);
     PerfBackend* perf() const;
     // The client path of doPerfSetConfig, under the lock.
     int doClientConfigLocked(int clientId, int tagLen, const int* tags, const int* configs);

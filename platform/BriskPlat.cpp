@@ -1,11 +1,10 @@
-// The Linux platform adapter: a BriskPlat over the simulated device, or over the
-// Linux back-end when a host chose it (PlatformSelector).
+// The body of the platform adapter that every back-end shares: it owns the
+// parser and the back-end it holds. A back-end's adapter derives from it and
+// supplies initialize, getPlat and createBriskLoadXml (platform/sim/ for the
+// simulated device).
 #include "platform/BriskPlat.h"
 
 #include "config/BriskParser.h"
-#include "platform/PlatformSelector.h"
-#include "platform/sim/LinuxLoadXml.h"
-#include "platform/sim/SimDevice.h"
 
 BriskPlat::BriskPlat() : mParser(nullptr), mPerf(nullptr) {}
 
@@ -17,19 +16,5 @@ BriskPlat::~BriskPlat() {
 }
 
 int BriskPlat::initialize() {
-    return SimDevice::instance().initialize();
-}
-
-BriskPlat* getPlat() {
-    if (SimDevice::instance().takePlatCreationFault()) {
-        return nullptr;
-    }
-    return PlatformSelector::createPlat();
-}
-
-BriskLoadXml* createBriskLoadXml() {
-    if (SimDevice::instance().takeLoaderCreationFault()) {
-        return nullptr;
-    }
-    return new LinuxLoadXml();
+    return 0;
 }

@@ -7,6 +7,8 @@ class BriskLoadXml;
 
 // The performance back-end: every write to the kernel and firmware goes through
 // it. Must accept concurrent calls and must not call back into the service.
+// doAction may get a null payload with any length (a host's timed event hands
+// both on as they came): a null payload is no payload and is never read.
 class PerfBackend {
 public:
     virtual int doAction(const Action* action, unsigned int len, const int* payload) = 0;

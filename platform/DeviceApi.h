@@ -9,6 +9,7 @@ extern "C" {
 char* get_one_cfg_file(const char* relativePath, int type, char* buffer);
 
 // Writes one record to the system's jank event log.
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the device library's own name.
 int __zqlog_jank_print(int level, int eventId, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 }

@@ -1,13 +1,14 @@
 #include "probe/ProbeHandler.h"
 
-#include <pthread.h>
 #include <safe_str_lib.h>
 
+#include "config/Vocabulary.h"
 #include "probe/ProbeThread.h"
 #include "server/BriskLog.h"
+#include "server/MutexGuard.h"
 
 ProbeHandler::ProbeHandler(BriskPlat* plat, Action* probeAction)
-    : mProbeThread(nullptr), mBoostDelayMs(8) {
+    : mProbeThread(nullptr), mBoostDelayMs(Vocabulary::kProbeDelayMs) {
     // Taking the first strong reference starts the worker (onFirstRef).
     mProbeThread = new ProbeThread(*this, plat, probeAction);
 }
@@ -24,11 +25,21 @@ void ProbeHandler::detachWorker() {
     }
 }
 
+void ProbeHandler::stopWorker(bool releaseBoosts) {
+    if (mProbeThread != nullptr) {
+        mProbeThread->stop(releaseBoosts);
+    }
+}
+
+int ProbeHandler::scanMessage(const char* msg, int* pid, int* tid) {
+    // A missing message is refused like an empty one: the scanner's end of input.
+    return msg == nullptr ? -1 : sscanf_s(msg, Vocabulary::kProbeMessageFormat, pid, tid);
+}
+
 int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* payload) {
     int pid = 0;
     int tid = 0;
-    // A missing message is refused like an empty one: the scanner's end of input.
-    const int scanned = msg == nullptr ? -1 : sscanf_s(msg, "pid=%d|tid=%d", &pid, &tid);
+    const int scanned = scanMessage(msg, &pid, &tid);
     if (scanned != 2) {
         // Passed back unchanged: a message in which nothing matched yields 0, which
         // the caller takes for success. Kept on purpose.
@@ -50,15 +61,14 @@ int ProbeHandler::handle(const char* msg, unsigned int payloadNum, const int* pa
     const int state = payload[0];
     ProbeThread& worker = *mProbeThread;
     int result = 0;
-    pthread_mutex_lock(&worker.mLock);
-    if (state == ProbeThread::kProbeStop) {
+    MutexGuard lock(&worker.mLock);
+    if (state == Vocabulary::kEnd) {
         worker.moveItemToUnboostQueue(static_cast<unsigned int>(tid));
-    } else if (state == ProbeThread::kProbeStart) {
+    } else if (state == Vocabulary::kBegin) {
         worker.addItemToQueue(static_cast<unsigned int>(pid), static_cast<unsigned int>(tid));
     } else {
         BRISK_LOGD("error case: state=%d, pid=%d, tid=%d\n", state, pid, tid);
         result = 2;
     }
-    pthread_mutex_unlock(&worker.mLock);
     return result;
 }

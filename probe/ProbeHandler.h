@@ -28,6 +28,9 @@ public:
     // Makes the worker stop using this handler and the platform, waiting for a
     // pass under way. For an owner that must free the platform before the handler.
     void detachWorker();
+    // Ends the worker (ProbeThread::stop), for a host that must; the service never
+    // does.
+    void stopWorker(bool releaseBoosts);
 
     ProbeHandler(const ProbeHandler&) = delete;
     ProbeHandler& operator=(const ProbeHandler&) = delete;
@@ -37,6 +40,9 @@ public:
     // payload or state, and the scanner's own count when the message cannot be read
     // (so a message in which nothing matched returns 0).
     int handle(const char* msg, unsigned int payloadNum, const int* payload);
+    // Reads a probe message as handle does; returns the scanner's count (2 when
+    // both ids were read, -1 for a null or empty message).
+    static int scanMessage(const char* msg, int* pid, int* tid);
 
     android::sp<ProbeThread> mProbeThread;
     // Time, in milliseconds, a thread waits before it is boosted; read by the worker

@@ -4,16 +4,18 @@
 #include <unistd.h>
 #include <utils/ThreadDefs.h>
 
+#include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
 #include "probe/ProbeItem.h"
 #include "server/BriskLog.h"
+#include "server/MutexGuard.h"
 
 using android::sp;
 
 namespace {
 constexpr nsecs_t kNsPerMs = 1000000;
+constexpr nsecs_t kBoostHoldNs = Vocabulary::kProbeHoldMs * kNsPerMs;
 const char kThreadName[] = "ProbeThread";
-constexpr useconds_t kDetachPollUs = 1000;
 }  // namespace
 
 ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action)
@@ -22,8 +24,10 @@ ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, A
       mPlatPtr(plat),
       mAction(action),
       mHandlerGone(false),
-      mInPass(false) {
+      mInPass(false),
+      mStopping(false) {
     pthread_mutex_init(&mLock, nullptr);
+    pthread_cond_init(&mPassDone, nullptr);
     pthread_condattr_t attr;
     pthread_condattr_init(&attr);
     pthread_condattr_setclock(&attr, CLOCK_MONOTONIC);
@@ -31,8 +35,8 @@ ProbeHandler::ProbeThread::ProbeThread(ProbeHandler& handler, BriskPlat* plat, A
     pthread_condattr_destroy(&attr);
     // Written into the caller's record on purpose: the capped value is what the
     // platform sees on every boost.
-    if (action != nullptr && action->duration > kMaxDuration) {
-        action->duration = kMaxDuration;
+    if (action != nullptr && action->duration > Vocabulary::kProbeDurationCap) {
+        action->duration = Vocabulary::kProbeDurationCap;
     }
 }
 
@@ -43,10 +47,12 @@ ProbeHandler::ProbeThread::~ProbeThread() {
     }
     // The last reference may be dropped on the worker itself while event threads
     // used the queues last; taking the lock orders the teardown after them.
-    pthread_mutex_lock(&mLock);
-    mWaitQueue.clear();
-    mBoostedQueue.clear();
-    pthread_mutex_unlock(&mLock);
+    {
+        MutexGuard lock(&mLock);
+        mWaitQueue.clear();
+        mBoostedQueue.clear();
+    }
+    pthread_cond_destroy(&mPassDone);
     pthread_cond_destroy(&mCond);
     pthread_mutex_destroy(&mLock);
 }
@@ -84,11 +90,11 @@ void ProbeHandler::ProbeThread::applyProbeState(unsigned int tid, int state, con
 }
 
 void ProbeHandler::ProbeThread::handleBoostItem(unsigned int tid) {
-    applyProbeState(tid, kProbeStart, "handleBoostItem doAction failed");
+    applyProbeState(tid, Vocabulary::kBegin, "handleBoostItem doAction failed");
 }
 
 void ProbeHandler::ProbeThread::handleUnboostItem(unsigned int tid) {
-    applyProbeState(tid, kProbeStop, "handleUnBoostItem doAction failed");
+    applyProbeState(tid, Vocabulary::kEnd, "handleUnBoostItem doAction failed");
 }
 
 void ProbeHandler::ProbeThread::addItemToQueue(unsigned int pid, unsigned int tid) {
@@ -152,41 +158,85 @@ void ProbeHandler::ProbeThread::moveItemToUnboostQueue(unsigned int tid) {
 }
 
 void ProbeHandler::ProbeThread::detachHandler() {
-    pthread_mutex_lock(&mLock);
+    MutexGuard lock(&mLock);
     mHandlerGone = true;
     // A pass under way may still boost or unboost (the wait phase's boost runs
     // without the lock): let it finish before the caller frees what it uses.
     while (mInPass) {
-        pthread_mutex_unlock(&mLock);
-        usleep(kDetachPollUs);
-        pthread_mutex_lock(&mLock);
+        pthread_cond_wait(&mPassDone, &mLock);
     }
-    pthread_mutex_unlock(&mLock);
+}
+
+void ProbeHandler::ProbeThread::stop(bool releaseBoosts) {
+    {
+        MutexGuard lock(&mLock);
+        mStopping = true;
+        // The loop reads mStopping under the lock before it sleeps on mCond, so
+        // this wake-up is never lost.
+        pthread_cond_broadcast(&mCond);
+    }
+    requestExit();
+    join();
+    MutexGuard lock(&mLock);
+    if (!releaseBoosts || mHandlerGone) {
+        return;
+    }
+    for (size_t i = mBoostedQueue.size(); i-- > 0;) {
+        const sp<ProbeItem> item = mBoostedQueue.valueAt(i);
+        if (item != nullptr && item->mTimestamp != 0) {
+            moveItemToUnboostQueue(mBoostedQueue.keyAt(i));
+        }
+    }
+}
+
+void ProbeHandler::ProbeThread::endPassLocked() {
+    mInPass = false;
+    pthread_cond_broadcast(&mPassDone);
 }
 
 bool ProbeHandler::ProbeThread::threadLoop() {
-    pthread_mutex_lock(&mLock);
+    MutexGuard lock(&mLock);
+    if (mStopping) {
+        return false;
+    }
     if (mHandlerGone) {
         pthread_cond_wait(&mCond, &mLock);
-        pthread_mutex_unlock(&mLock);
         return true;
     }
     const int32_t delayMs = mHandler.mBoostDelayMs;
     mInPass = true;
-    pthread_mutex_unlock(&mLock);
+    lock.unlock();
+
     const nsecs_t now = systemTime(SYSTEM_TIME_MONOTONIC);
+    const nsecs_t sleepMs = runWaitPhase(now, delayMs);
+    lock.lock();
+    runBoostedPhaseLocked(now, lock);
+
+    // Finished entries count here too. While boosts are held and nothing waits,
+    // the sleep time is 0 and the loop polls until the last boosted entry is gone.
+    endPassLocked();
+    if (mWaitQueue.isEmpty() && mBoostedQueue.isEmpty()) {
+        if (!mStopping) {
+            pthread_cond_wait(&mCond, &mLock);
+        }
+        return true;
+    }
+    lock.unlock();
+    usleep(static_cast<useconds_t>(sleepMs > 0 ? sleepMs * 1000 : 0));
+    return true;
+}
+
+nsecs_t ProbeHandler::ProbeThread::runWaitPhase(nsecs_t now, int32_t delayMs) {
+    // Downward, one entry per lock, so that events are not held up for a whole
+    // scan. Only this loop removes entries, so the indices below the starting count
+    // stay in range; entries that arrive meanwhile are seen on a later pass.
     const nsecs_t delayNs = static_cast<nsecs_t>(delayMs) * kNsPerMs;
     nsecs_t sleepMs = 0;
-
-    // Wait phase. Downward, one entry per lock, so that events are not held up for
-    // a whole scan. Only this loop removes entries, so the indices below the
-    // starting count stay in range; entries that arrive meanwhile are seen on a
-    // later pass.
-    pthread_mutex_lock(&mLock);
-    size_t count = mWaitQueue.size();
-    pthread_mutex_unlock(&mLock);
+    MutexGuard lock(&mLock);
+    const size_t count = mWaitQueue.size();
+    lock.unlock();
     for (size_t i = count; i-- > 0;) {
-        pthread_mutex_lock(&mLock);
+        lock.lock();
         unsigned int dueTid = 0;
         if (i < mWaitQueue.size()) {
             const unsigned int tid = mWaitQueue.keyAt(i);
@@ -204,18 +254,20 @@ bool ProbeHandler::ProbeThread::threadLoop() {
                 dueTid = tid;
             }
         }
-        pthread_mutex_unlock(&mLock);
+        lock.unlock();
         // The boost is made without the lock. A due tid 0 moves to the boosted
         // queue like any other but is not sent to the platform.
         if (dueTid != 0) {
             handleBoostItem(dueTid);
         }
     }
+    return sleepMs;
+}
 
-    // Boosted phase, again downward, letting waiting events in after each entry.
-    // Entries of tid 0 never expire.
-    pthread_mutex_lock(&mLock);
-    count = mBoostedQueue.size();
+void ProbeHandler::ProbeThread::runBoostedPhaseLocked(nsecs_t now, MutexGuard& lock) {
+    // Downward again, letting waiting events in after each entry. Entries of tid 0
+    // never expire.
+    const size_t count = mBoostedQueue.size();
     for (size_t i = count; i-- > 0;) {
         if (i < mBoostedQueue.size()) {
             const unsigned int tid = mBoostedQueue.keyAt(i);
@@ -228,19 +280,7 @@ bool ProbeHandler::ProbeThread::threadLoop() {
                 moveItemToUnboostQueue(tid);
             }
         }
-        pthread_mutex_unlock(&mLock);
-        pthread_mutex_lock(&mLock);
+        lock.unlock();
+        lock.lock();
     }
-
-    // Finished entries count here too. While boosts are held and nothing waits,
-    // the sleep time is 0 and the loop polls until the last boosted entry is gone.
-    mInPass = false;
-    if (mWaitQueue.isEmpty() && mBoostedQueue.isEmpty()) {
-        pthread_cond_wait(&mCond, &mLock);
-        pthread_mutex_unlock(&mLock);
-    } else {
-        pthread_mutex_unlock(&mLock);
-        usleep(static_cast<useconds_t>(sleepMs > 0 ? sleepMs * 1000 : 0));
-    }
-    return true;
 }

@@ -8,6 +8,7 @@
 
 #include "probe/ProbeHandler.h"
 
+class MutexGuard;
 class PerfBackend;
 
 // The worker of probe boosting. It keeps two queues keyed by thread id: threads
@@ -25,7 +26,7 @@ public:
     class ProbeItem;
     using ItemQueue = android::KeyedVector<unsigned int, android::sp<ProbeItem>>;
 
-    // Caps the probe Action's duration at kMaxDuration, in the caller's record.
+    // Caps the probe Action's duration, in the caller's record.
     ProbeThread(ProbeHandler& handler, BriskPlat* plat, Action* action);
     // Deletes the Action's head record only.
     ~ProbeThread() override;
@@ -60,10 +61,11 @@ public:
     // for, and the worker stays asleep on mCond for the rest of the process.
     void detachHandler();
 
-    static constexpr nsecs_t kBoostHoldNs = 256000000;
-    static constexpr int kProbeStart = 0;
-    static constexpr int kProbeStop = -1;
-    static constexpr int kMaxDuration = 100;
+    // Ends the worker, for hosts and tests that must (the service never does): asks
+    // it to exit, wakes it and waits until it has. With `releaseBoosts`, every
+    // boost still held is then taken back as a stop event would (unless the
+    // handler is detached); otherwise the platform is not called again.
+    void stop(bool releaseBoosts);
 
     pthread_mutex_t mLock;
     ProbeHandler& mHandler;
@@ -76,6 +78,9 @@ public:
     Action* mAction;      // owned
     bool mHandlerGone;    // guarded by mLock; set once by detachHandler
     bool mInPass;         // guarded by mLock; a loop pass is under way
+    bool mStopping;       // guarded by mLock; set once by stop
+    // Signalled when a pass ends, for detachHandler.
+    pthread_cond_t mPassDone;
 
 protected:
     // Starts the thread when the handler takes the first strong reference.
@@ -83,11 +88,20 @@ protected:
 
 private:
     // One pass: boost the due waiting threads, unboost the expired boosted ones,
-    // then sleep (on mCond when idle, else for the remaining boost delay).
+    // then sleep (on mCond when idle, else for the remaining boost delay). False,
+    // which ends the thread, only once stop() has asked.
     bool threadLoop() override;
     // Debian's libutils names threads only in Android builds: name the worker
     // here so that ps, top and debuggers show "ProbeThread".
     android::status_t readyToRun() override;
+
+    // The two phases of a pass. The wait phase boosts the due waiting threads and
+    // returns the time to sleep; the boosted phase unboosts the expired boosts,
+    // with `lock` (on mLock) held on entry and on return.
+    nsecs_t runWaitPhase(nsecs_t now, int32_t delayMs);
+    void runBoostedPhaseLocked(nsecs_t now, MutexGuard& lock);
+    // Marks the pass over and wakes detachHandler.
+    void endPassLocked();
 
     // The queue's entry for tid, or null when there is none.
     static android::sp<ProbeItem> find(const ItemQueue& queue, unsigned int tid);

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "config/Vocabulary.h"
 #include "server/BriskLog.h"
 #include "server/RelaxedAccess.h"
 
@@ -34,36 +35,6 @@ const GroupLabel kEasPrintOrder[SCHED_MAX_GROUP_NUM] = {
     {BRISK_TAG_GROUP_BACKGROUND, label18("background,       ")},
 };
 
-bool isGroupTag(int tag) {
-    return tag >= BRISK_TAG_GROUP_FIRST && tag <= BRISK_TAG_GROUP_LAST;
-}
-
-constexpr int kGroupCount = BRISK_TAG_GROUP_LAST - BRISK_TAG_GROUP_FIRST + 1;
-
-// The nine levels of one map in tag order: what a request saves before a change,
-// so that a failed platform call can put them back. Every map holds exactly the
-// group tags, so values are copied in place: the tree never changes shape under
-// an unlocked dump, and saving costs no allocation.
-struct LevelSnapshot {
-    int levels[kGroupCount];
-};
-
-LevelSnapshot takeSnapshot(const std::map<int, int>& m) {
-    LevelSnapshot snapshot{};
-    int i = 0;
-    for (auto it = m.begin(); it != m.end() && i < kGroupCount; ++it) {
-        snapshot.levels[i++] = it->second;
-    }
-    return snapshot;
-}
-
-void restoreSnapshot(std::map<int, int>& m, const LevelSnapshot& snapshot) {
-    int i = 0;
-    for (auto it = m.begin(); it != m.end() && i < kGroupCount; ++it) {
-        storeRelaxed(it->second, snapshot.levels[i++]);
-    }
-}
-
 }  // namespace
 
 SchedLevelManager* getSchedLevel(BriskPlat* plat) {
@@ -94,9 +65,9 @@ void SchedLevelManager::initSchedLevelMap(std::map<int, int>& m) {
 }
 
 void SchedLevelManager::initSchedLevelVec() {
-    static const int kLadder[] = {-20, -10, 0, 10, 20, 30, 40};
+    static_assert(Vocabulary::kSchedLadderSize <= SCHED_LEVEL_CAPACITY, "the ladder fits");
     mSchedLevelNum = 0;
-    for (int level : kLadder) {
+    for (int level : Vocabulary::kSchedLadder) {
         mSchedLevels[mSchedLevelNum++] = level;
     }
 }
@@ -123,7 +94,7 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
         storeRelaxed(mIsHmp, true);
     } else if (tagLen == SCHED_MAX_GROUP_NUM) {
         for (int i = 0; i < tagLen; ++i) {
-            int tag = pairs[2 * i];
+            int tag = pairs[2 * static_cast<size_t>(i)];
             if (tag < BRISK_TAG_EAS_GROUP_FIRST || tag > BRISK_TAG_EAS_GROUP_LAST) {
                 // Unsigned arithmetic: the group index of any int tag, without overflow.
                 int group = static_cast<int>(static_cast<unsigned>(tag) -
@@ -142,8 +113,8 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
     // The defaults are not held against the ladder: whatever the command table
     // gives becomes the default and the ceiling of client steps.
     for (int i = 0; i < tagLen; ++i) {
-        int tag = pairs[2 * i];
-        int level = pairs[2 * i + 1];
+        int tag = pairs[2 * static_cast<size_t>(i)];
+        int level = pairs[2 * static_cast<size_t>(i) + 1];
         storeRelaxed(mDefaultMap[tag], level);
         storeRelaxed(mCurrentMap[tag], level);
         storeRelaxed(mDuskMap[tag], level);
@@ -153,114 +124,6 @@ int SchedLevelManager::initDefaultSchedLevel(int tagLen, const std::vector<int>&
         levelsOut[i] = level;
     }
     return 0;
-}
-
-int SchedLevelManager::doEventSchedLevel(const Action* action) {
-    if (action == nullptr) {
-        BRISK_LOGE("doEventSchedLevel failed, action is NULL!");
-        return -1;
-    }
-    const int n = action->tagCount;
-    const int cmdId = action->cmdId;
-    int defaultTags[SCHED_MAX_GROUP_NUM];
-    int defaultLevels[SCHED_MAX_GROUP_NUM];
-
-    if (n < 1 || n > SCHED_MAX_GROUP_NUM) {
-        BRISK_LOGD("cmdId(%d) (duration=0): group num is invalid, max group num is %d!", cmdId,
-                   SCHED_MAX_GROUP_NUM);
-        return -1;
-    }
-    if (action->tagPairCount() < n) {
-        BRISK_LOGE("cmdId(%d) (duration=0): %d pairs announced, but the list holds %zu values!",
-                   cmdId, n, action->tagValues.size());
-        return -1;
-    }
-    for (int i = 0; i < n; ++i) {
-        if (!isGroupTag(action->tagValues[2 * i])) {
-            BRISK_LOGD("cmdId(%d) (duration=0) does not support other tags except sched level!",
-                       cmdId);
-            return -1;
-        }
-    }
-
-    pthread_mutex_lock(&mMutex);
-    int result;
-    if (cmdId == BRISK_CMD_SCHED_DEFAULT) {
-        // Only stored: the defaults reach the platform with the next computation.
-        result = initDefaultSchedLevel(n, action->tagValues, defaultTags, defaultLevels);
-    } else {
-        const LevelSnapshot mossCopy = takeSnapshot(mMossMap);
-        const LevelSnapshot currentCopy = takeSnapshot(mCurrentMap);
-        const LevelSnapshot eventCopy = takeSnapshot(mMossEventMap);
-        result = 0;
-        if (updateSchedLevelMapIfNeeded(action)) {
-            int count = 0;
-            int tags[SCHED_MAX_GROUP_NUM];
-            int levels[SCHED_MAX_GROUP_NUM];
-            updateCurrentMapLocked(&count, tags, levels);
-            result = callSchedLevelAction(count, tags, levels);
-        }
-        if (result != 0) {
-            // The saved MOSS base is kept on purpose: it belongs to the first
-            // command-4114 event, whether or not the platform took it.
-            BRISK_LOGD("doSchedLevelAction failed!");
-            restoreSnapshot(mMossMap, mossCopy);
-            restoreSnapshot(mCurrentMap, currentCopy);
-            restoreSnapshot(mMossEventMap, eventCopy);
-            BRISK_LOGD("doSchedLevelAction failed!");
-        }
-    }
-    pthread_mutex_unlock(&mMutex);
-    return result;
-}
-
-bool SchedLevelManager::updateSchedLevelMapIfNeeded(const Action* action) {
-    const int n = action->tagPairCount();
-    if (action->cmdId == BRISK_CMD_MOSS_SCHED_COND) {
-        // Only groups whose event level still sits at the saved base follow.
-        for (int i = 0; i < n; ++i) {
-            int tag = action->tagValues[2 * i];
-            auto event = mMossEventMap.find(tag);
-            auto base = mMossBaseMap.find(tag);
-            if (event != mMossEventMap.end() && base != mMossBaseMap.end() &&
-                event->second == base->second) {
-                event->second = action->tagValues[2 * i + 1];
-            }
-        }
-    } else {
-        if (action->cmdId == BRISK_CMD_MOSS_SCHED_BASE && !mMossBaseSaved) {
-            updateMossSchedValue(action, mMossBaseMap);
-            mMossBaseSaved = true;
-        }
-        updateMossSchedValue(action, mMossEventMap);
-    }
-    return checkIfMossLevelChanged();
-}
-
-bool SchedLevelManager::checkIfMossLevelChanged() {
-    bool changed = false;
-    for (int tag = BRISK_TAG_GROUP_FIRST; tag <= BRISK_TAG_GROUP_LAST; ++tag) {
-        int eventLevel = mMossEventMap[tag];
-        if (mMossMap[tag] != eventLevel) {
-            storeRelaxed(mMossMap[tag], eventLevel);
-            changed = true;
-        }
-    }
-    return changed;
-}
-
-void SchedLevelManager::updateMossSchedValue(const Action* action, std::map<int, int>& m) {
-    if (action == nullptr) {
-        return;
-    }
-    const int n = action->tagPairCount();
-    for (int i = 0; i < n; ++i) {
-        // Only the nine group tags exist in the maps; nothing else is added.
-        auto it = m.find(action->tagValues[2 * i]);
-        if (it != m.end()) {
-            it->second = action->tagValues[2 * i + 1];
-        }
-    }
 }
 
 void SchedLevelManager::updateCurrentMapLocked(int* count, int* tags, int* levels) {
@@ -298,140 +161,6 @@ int SchedLevelManager::updateCurrentSchedlevel() {
     if (result != 0) {
         BRISK_LOGD("doSchedLevelAction failed!");
     }
-    return result;
-}
-
-void SchedLevelManager::updateSchedLevelByOneStep(std::map<int, int>& m, int step) {
-    if (mSchedLevelNum < 1) {
-        return;
-    }
-    for (int tag = BRISK_TAG_GROUP_FIRST; tag <= BRISK_TAG_GROUP_LAST; ++tag) {
-        // A level off the ladder has index -1 and restarts at the bottom either way.
-        int j = getIndex(m[tag]) + step;
-        if (j < 0) {
-            j = 0;
-        }
-        if (j >= mSchedLevelNum) {
-            j = mSchedLevelNum - 1;
-        }
-        int defaultLevel = mDefaultMap[tag];
-        storeRelaxed(m[tag], mSchedLevels[j] < defaultLevel ? mSchedLevels[j] : defaultLevel);
-    }
-}
-
-int SchedLevelManager::getIndex(int level) {
-    for (int i = 0; i < mSchedLevelNum; ++i) {
-        if (mSchedLevels[i] == level) {
-            return i;
-        }
-    }
-    return -1;
-}
-
-int SchedLevelManager::getSchedLevel(int word) {
-    if (mSchedLevelNum < 1) {
-        return -1;
-    }
-    int level = static_cast<int>(static_cast<unsigned>(word) & 0xFFFFu) - SCHED_LEVEL_WORD_OFFSET;
-    if (level >= mSchedLevels[0] && level <= mSchedLevels[mSchedLevelNum - 1]) {
-        return level;
-    }
-    return -1;
-}
-
-int SchedLevelManager::getSchedGroup(int word) {
-    unsigned group = static_cast<unsigned>(word) >> 16;
-    return group <= SCHED_MAX_GROUP_INDEX ? static_cast<int>(group) : -1;
-}
-
-std::map<int, int>* SchedLevelManager::getSchedLevelMap(int clientId) {
-    switch (clientId) {
-        case 1:
-            return &mDuskMap;
-        case 2:
-            return &mFernMap;
-        case 3:
-            return &mMossMap;
-        default:
-            BRISK_LOGE("invalid clientId is %d", clientId);
-            return nullptr;
-    }
-}
-
-int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* tags,
-                                           const int* configs) {
-    std::map<int, int>* clientMap = getSchedLevelMap(clientId);
-    if (clientMap == nullptr) {
-        return -1;
-    }
-    if (tagLen > 0 && (tags == nullptr || configs == nullptr)) {
-        BRISK_LOGE("invalid sched level argument, tags or configs is NULL, clientId is %d",
-                   clientId);
-        return -1;
-    }
-
-    pthread_mutex_lock(&mMutex);
-    const LevelSnapshot clientCopy = takeSnapshot(*clientMap);
-    const LevelSnapshot currentCopy = takeSnapshot(mCurrentMap);
-
-    if (tagLen == 1 && tags[0] == BRISK_TAG_SET_SCHED_LEVEL) {
-        switch (configs[0]) {
-            case BRISK_SCHED_LEVEL_STEP_UP:
-                updateSchedLevelByOneStep(*clientMap, 1);
-                break;
-            case BRISK_SCHED_LEVEL_STEP_DOWN:
-                updateSchedLevelByOneStep(*clientMap, -1);
-                break;
-            case BRISK_SCHED_LEVEL_RESET:
-                restoreSnapshot(*clientMap, takeSnapshot(mDefaultMap));
-                break;
-            default:
-                BRISK_LOGE("invalid sched Level config is %d, clientId(%d)", configs[0], clientId);
-                pthread_mutex_unlock(&mMutex);
-                return -1;
-        }
-    } else {
-        if (tagLen < 1 || tagLen > SCHED_MAX_GROUP_NUM) {
-            BRISK_LOGD("invalid sched level argument, clientId is %d", clientId);
-            pthread_mutex_unlock(&mMutex);
-            return -1;
-        }
-        for (int i = 0; i < tagLen; ++i) {
-            if (tags[i] != BRISK_TAG_SET_GROUP_SCHED_LEVEL) {
-                restoreSnapshot(*clientMap, clientCopy);
-                BRISK_LOGD(
-                    "do not use BRISK_TAG_SET_SCHED_LEVEL with other tags(%d), clientId is %d",
-                    tags[i], clientId);
-                pthread_mutex_unlock(&mMutex);
-                return -1;
-            }
-            int word = configs[i];
-            int level = getSchedLevel(word);
-            int group = getSchedGroup(word);
-            // -1 is both the decoders' failure result and a level that is refused.
-            if (level == -1 || group == -1) {
-                // Groups set by earlier entries of this request stay set on purpose.
-                BRISK_LOGD("invalid sched Level(%d), clientId(%d)", word, clientId);
-                pthread_mutex_unlock(&mMutex);
-                return -1;
-            }
-            storeRelaxed((*clientMap)[BRISK_TAG_GROUP_HMP + group], level);
-        }
-    }
-
-    // Pushed after every accepted request, also one that changed nothing.
-    int count = 0;
-    int tagArray[SCHED_MAX_GROUP_NUM];
-    int levelArray[SCHED_MAX_GROUP_NUM];
-    updateCurrentMapLocked(&count, tagArray, levelArray);
-    int result = callSchedLevelAction(count, tagArray, levelArray);
-    if (result != 0) {
-        BRISK_LOGD("doSchedLevelAction failed!");
-        restoreSnapshot(*clientMap, clientCopy);
-        restoreSnapshot(mCurrentMap, currentCopy);
-        BRISK_LOGD("doSchedLevelAction failed!");
-    }
-    pthread_mutex_unlock(&mMutex);
     return result;
 }
 

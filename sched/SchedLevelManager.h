@@ -16,6 +16,10 @@
 //
 // Every map holds exactly the nine group tags 50..58 from construction on; later
 // writes only replace values, so the unlocked dump never sees a map change shape.
+//
+// The code spans three files: SchedLevelManager.cpp (construction, the defaults,
+// the combination and the dump), SchedLevelManagerEvents.cpp (scheduling events)
+// and SchedLevelManagerClients.cpp (client requests).
 class SchedLevelManager {
 public:
     explicit SchedLevelManager(BriskPlat* plat);

@@ -46,8 +46,3 @@ enum EasGroupTag : int {
 
 // Capacity of the level ladder (only the first entries are in use).
 #define SCHED_LEVEL_CAPACITY 50
-
-// Commands that the manager treats specially.
-#define BRISK_CMD_SCHED_DEFAULT 5376    // 0x1500: stores the default group levels
-#define BRISK_CMD_MOSS_SCHED_COND 4113  // 0x1011: MOSS set while a group is at its base
-#define BRISK_CMD_MOSS_SCHED_BASE 4114  // 0x1012: MOSS set; the first one saves the base

@@ -4,7 +4,7 @@
 set -euo pipefail
 
 PACKAGES=(
-    build-essential cmake pkg-config clang-format
+    build-essential cmake pkg-config clang-format clang-tidy
     libtinyxml2-dev android-liblog-dev android-libutils-dev libsafec-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )

@@ -1,33 +1,16 @@
 #include "server/BriskServer.h"
 
-#include <fcntl.h>
-#include <utils/String8.h>
-
-#include <cstdio>
-#include <cstdlib>
-
 #include "config/BriskParser.h"
+#include "config/RecordChain.h"
+#include "config/Vocabulary.h"
 #include "freq/FreqClientManager.h"
 #include "platform/BriskPlat.h"
 #include "probe/ProbeHandler.h"
 #include "sched/SchedLevelManager.h"
 #include "server/BriskLog.h"
+#include "server/EventRouter.h"
 
-namespace {
-const char kPriorityKey[] = "priority";
-constexpr int kPlatformItemTag = 10;
-constexpr int kSchedLevelTag = 40;
-constexpr int kGroupSchedLevelTag = 42;
-constexpr int kFreqInfoUploadTag = 10000;
-constexpr int kReportSwitchClient = 0;
-constexpr int kSceneBegin = 0;
-constexpr int kSceneEnd = -1;
-constexpr size_t kMaxDumpArgLen = 512;
-
-bool inRange(int value, int first, int last) {
-    return value >= first && value <= last;
-}
-}  // namespace
+using V = Vocabulary;
 
 BriskServer::BriskServer()
     : mPlatPtr(nullptr),
@@ -47,12 +30,7 @@ BriskServer::~BriskServer() {
     if (mProbeHandler != nullptr) {
         mProbeHandler->detachWorker();
     }
-    delete mPlatPtr;
-    mPlatPtr = nullptr;
-    delete mFreqClientPtr;
-    mFreqClientPtr = nullptr;
-    delete mSchedLevelPtr;
-    mSchedLevelPtr = nullptr;
+    deleteObject();
     delete mProbeHandler;
     mProbeHandler = nullptr;
     mSceneSet.clear();
@@ -73,15 +51,38 @@ Action* BriskServer::deleteActionPtr(Action* head) {
     if (head == nullptr) {
         return head;
     }
-    while (head != nullptr) {
-        Action* next = head->next;
-        delete head;
-        head = next;
-    }
+    deleteRecordChain(head);
     return nullptr;
 }
 
 int BriskServer::init() {
+    bool defaultGroupsFailed = false;
+    int r = wireParts(&defaultGroupsFailed);
+    if (r != 0) {
+        // The one clean-up path of every step up to the default groups: the object
+        // goes back to its constructed state.
+        mInited = false;
+        deleteObject();
+        if (defaultGroupsFailed) {
+            // Logged after the clean-up, deliberately.
+            BRISK_LOGE("init default group sched level failed!");
+        }
+        return r;
+    }
+    // A missing probe command leaves the rest of the service running: only probe
+    // events fail afterwards.
+    Action* probeAction = new Action();
+    if (parseCommand(V::kProbeCmdId, probeAction) != 0) {
+        deleteActionPtr(probeAction);
+        BRISK_LOGE("doParse probe event failed!");
+        return kResultComponentMissing;
+    }
+    mProbeHandler = new ProbeHandler(mPlatPtr, probeAction);
+    initPriorityMap();
+    return 0;
+}
+
+int BriskServer::wireParts(bool* defaultGroupsFailed) {
     mPlatPtr = getPlat();
     if (mPlatPtr == nullptr) {
         BRISK_LOGE("get platform ptr failed!");
@@ -90,47 +91,34 @@ int BriskServer::init() {
     mFreqClientPtr = getFreqClient(mPlatPtr);
     if (mFreqClientPtr == nullptr) {
         BRISK_LOGE("get freqClient ptr failed!");
-        deleteObject();
         return -1;
     }
     mSchedLevelPtr = getSchedLevel(mPlatPtr);
     if (mSchedLevelPtr == nullptr) {
         BRISK_LOGE("get schedLevel ptr failed!");
-        deleteObject();
         return -1;
     }
     int r = mPlatPtr->createParser();
     if (r != 0) {
         BRISK_LOGE("createParser failed!");
-        deleteObject();
         return r;
     }
     r = mPlatPtr->initialize();
     if (r != 0) {
         BRISK_LOGE("initialize failed!");
-        deleteObject();
         return r;
     }
     // The default groups go through the virtual entry, so a subclass sees them too.
     mInited = true;
-    r = briskEvent(kDefaultGroupCmdId, "", 0, nullptr);
-    if (r != 0) {
-        mInited = false;
-        deleteObject();
-        BRISK_LOGE("init default group sched level failed!");
-        return r;
+    r = briskEvent(V::kDefaultGroupCmdId, "", 0, nullptr);
+    *defaultGroupsFailed = r != 0;
+    return r;
+}
+
+void BriskServer::stopProbeWorker(bool releaseBoosts) {
+    if (mProbeHandler != nullptr) {
+        mProbeHandler->stopWorker(releaseBoosts);
     }
-    // A missing probe command leaves the rest of the service running: only probe
-    // events fail afterwards.
-    Action* probeAction = new Action();
-    if (parseCommand(kProbeCmdId, probeAction) != 0) {
-        deleteActionPtr(probeAction);
-        BRISK_LOGE("doParse probe event failed!");
-        return kResultComponentMissing;
-    }
-    mProbeHandler = new ProbeHandler(mPlatPtr, probeAction);
-    initPriorityMap();
-    return 0;
 }
 
 int BriskServer::parseCommand(int cmdId, Action* out) {
@@ -147,55 +135,63 @@ int BriskServer::briskEvent(int cmdId, const char* msg, unsigned int len, const 
     if (mLogOn.load(std::memory_order_relaxed)) {
         BRISK_LOGI("briskEvent cmdId=%d", cmdId);
     }
-    if (cmdId == kProbeCmdId) {
+    // The probe route needs neither the platform nor the configuration here.
+    if (cmdId == V::kProbeCmdId) {
         return doProbeEvent(msg, len, payload);
     }
     if (mPlatPtr == nullptr) {
         BRISK_LOGE("init mPlatPtr failed!");
         return kResultComponentMissing;
     }
-    if (cmdId < kClientRestartCmdId) {
-        return doPlainEvent(cmdId, len, payload);
+    // Lives for the call; its `next` chain belongs to the parser. Ids that read no
+    // step keep the default duration.
+    Action action;
+    if (EventRouter::readsStep(cmdId)) {
+        int r = parseCommand(cmdId, &action);
+        if (r != 0) {
+            BRISK_LOGE("briskEvent doParse failed! cmdId=%d, errno=%d", cmdId, r);
+            return kResultParseFailed;
+        }
     }
-    return doNotificationEvent(cmdId, len, payload);
+    switch (EventRouter::route(cmdId, action.duration)) {
+        case EventRouter::Route::Probe:
+            return doProbeEvent(msg, len, payload);
+        case EventRouter::Route::Scene:
+        case EventRouter::Route::GovernorScene:
+        case EventRouter::Route::RestartNotice:
+            return doSpecialSceneEvent(cmdId, len, payload);
+        case EventRouter::Route::OnOff:
+            return doOnOffAction(&action, len, payload);
+        case EventRouter::Route::SchedEvent:
+            return doSchedEvent(action);
+        case EventRouter::Route::PlatformAction:
+            return doPlatformAction(action, len, payload);
+        case EventRouter::Route::ReportSwitch:
+            return doNotificationEvent(cmdId, len, payload);
+        case EventRouter::Route::Ignored:
+            break;
+    }
+    return kResultOk;
 }
 
-int BriskServer::doPlainEvent(int cmdId, unsigned int len, const int* payload) {
-    Action action;
-    int r = parseCommand(cmdId, &action);
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doParse failed! cmdId=%d, errno=%d", cmdId, r);
-        return kResultParseFailed;
+int BriskServer::doSchedEvent(const Action& action) {
+    if (mSchedLevelPtr == nullptr) {
+        BRISK_LOGE("init mSchedLevelPtr failed!");
+        return kResultComponentMissing;
     }
-    if (action.duration < 0) {
-        return kResultOk;
+    if (mSchedLevelPtr->doEventSchedLevel(&action) != 0) {
+        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", action.cmdId);
+        return kResultExecutorFailed;
     }
-    if (inRange(cmdId, kSceneFirstCmdId, kSceneLastCmdId)) {
-        return doSpecialSceneEvent(cmdId, len, payload);
-    }
-    if (inRange(cmdId, kOnOffFirstCmdId, kOnOffLastCmdId)) {
-        return doOnOffAction(&action, len, payload);
-    }
-    if (action.duration == 0) {
-        if (mSchedLevelPtr == nullptr) {
-            BRISK_LOGE("init mSchedLevelPtr failed!");
-            return kResultComponentMissing;
-        }
-        r = mSchedLevelPtr->doEventSchedLevel(&action);
-    } else {
-        PerfBackend* perf = mPlatPtr->mPerf;
-        if (perf == nullptr) {
-            BRISK_LOGE("briskEvent doAction failed! cmdId=%d", cmdId);
-            return kResultExecutorFailed;
-        }
-        if (len > 0 && payload == nullptr) {
-            BRISK_LOGE("invalid payload, len=%u but payload is NULL, cmdId=%d", len, cmdId);
-            return kResultInvalidParam;
-        }
-        r = perf->doAction(&action, len, payload);
-    }
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", cmdId);
+    return kResultOk;
+}
+
+int BriskServer::doPlatformAction(const Action& action, unsigned int len, const int* payload) {
+    // The host's length and payload go to the back-end as they are: a back-end takes
+    // a null payload for none, whatever the length.
+    PerfBackend* perf = mPlatPtr->mPerf;
+    if (perf == nullptr || perf->doAction(&action, len, payload) != 0) {
+        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", action.cmdId);
         return kResultExecutorFailed;
     }
     return kResultOk;
@@ -214,22 +210,24 @@ int BriskServer::doProbeEvent(const char* msg, unsigned int len, const int* payl
 }
 
 int BriskServer::doNotificationEvent(int cmdId, unsigned int len, const int* payload) {
-    if (cmdId == kFreqReportSwitchCmdId) {
-        if (len != 1 || payload == nullptr) {
-            return kResultOk;
+    switch (EventRouter::route(cmdId, EventRouter::kNoStep)) {
+        case EventRouter::Route::ReportSwitch: {
+            if (len != 1 || payload == nullptr) {
+                return kResultOk;
+            }
+            const int tags[1] = {BRISK_TAG_FREQ_INFO_UPLOAD};
+            const int configs[1] = {payload[0]};
+            return briskSetConfig(V::kReportSwitchClient, 1, tags, configs);
         }
-        const int tags[1] = {kFreqInfoUploadTag};
-        const int configs[1] = {payload[0]};
-        return briskSetConfig(kReportSwitchClient, 1, tags, configs);
+        case EventRouter::Route::RestartNotice:
+            return doSpecialSceneEvent(cmdId, len, payload);
+        default:
+            return kResultOk;
     }
-    if (cmdId == kClientRestartCmdId) {
-        return doSpecialSceneEvent(cmdId, len, payload);
-    }
-    return kResultOk;
 }
 
 bool BriskServer::isParamValid(unsigned int len, const int* payload) {
-    return len == 1 && payload != nullptr && (payload[0] == kSceneBegin || payload[0] == kSceneEnd);
+    return len == 1 && payload != nullptr && (payload[0] == V::kBegin || payload[0] == V::kEnd);
 }
 
 int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int* payload) {
@@ -246,20 +244,20 @@ int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int
     if (action->duration >= 1) {
         return perf != nullptr ? perf->doAction(action, 1, payload) : -1;
     }
-    int tags[kMaxOnOffPairs];
-    int values[kMaxOnOffPairs];
+    int tags[V::kMaxOnOffPairs];
+    int values[V::kMaxOnOffPairs];
     int count = 0;
     bool hasPlatformItems = false;
     const int pairs = action->tagPairCount();
     for (int i = 0; i < pairs; ++i) {
-        int tag = action->tagValues[2 * i];
-        int value = action->tagValues[2 * i + 1];
-        bool overflow = tag != kPlatformItemTag && count == kMaxOnOffPairs;
+        int tag = action->pairTag(i);
+        int value = action->pairValue(i);
+        bool overflow = tag != V::kPlatformItemTag && count == V::kMaxOnOffPairs;
         if (value < 1 || overflow) {
             BRISK_LOGE("invalid parameters, cmdId is %d", action->cmdId);
             return kResultInvalidParam;
         }
-        if (tag == kPlatformItemTag) {
+        if (tag == V::kPlatformItemTag) {
             hasPlatformItems = true;
             continue;
         }
@@ -284,229 +282,6 @@ int BriskServer::doOnOffAction(const Action* action, unsigned int len, const int
     return perf->doAction(action, 1, payload) | r;
 }
 
-// ---- scene priorities ----
-
-void BriskServer::initExistingPriority() {
-    mPriorityMap[4118] = 100;
-    mPriorityMap[4119] = 200;
-    mPriorityMap[4120] = 20;
-    mPriorityMap[4121] = 70;
-}
-
-void BriskServer::initPriorityMap() {
-    // 4352, though a scene id, is deliberately not loaded here.
-    for (int cmdId = kSceneFirstCmdId; cmdId < kSceneLastCmdId; ++cmdId) {
-        Action action;
-        if (parseCommand(cmdId, &action) != 0 || action.tagCount < 1) {
-            continue;
-        }
-        int priority =
-            cmdId >= kGovernorFirstCmdId ? getInterPriority(&action) : getPriority(&action);
-        if (inRange(priority, kMinPriority, kMaxPriority)) {
-            mPriorityMap[cmdId] = priority;
-        }
-    }
-}
-
-void BriskServer::setPriorityMap(int cmdId, Action* action) {
-    if (action == nullptr || action->tagCount < 1) {
-        return;
-    }
-    int priority = inRange(cmdId, kGovernorFirstCmdId, kSceneLastCmdId) ? getInterPriority(action)
-                                                                        : getPriority(action);
-    if (inRange(priority, kMinPriority, kMaxPriority)) {
-        mPriorityMap[cmdId] = priority;
-    }
-}
-
-int BriskServer::getPriority(Action* action) {
-    if (action == nullptr) {
-        return 0;
-    }
-    int priority = 0;
-    const int pairs = action->tagPairCount();
-    for (int i = 0; i < pairs; ++i) {
-        if (action->tagValues[2 * i] == kPriorityTag) {
-            priority = action->tagValues[2 * i + 1];
-        }
-    }
-    return priority;
-}
-
-int BriskServer::getInterPriority(Action* action) {
-    if (action == nullptr) {
-        return 0;
-    }
-    int priority = 0;
-    const int pairs = action->keyPairCount();
-    for (int i = 0; i < pairs; ++i) {
-        if (action->keyValues[2 * i] == kPriorityKey) {
-            priority = atoi(action->keyValues[2 * i + 1].c_str());
-        }
-    }
-    return priority;
-}
-
-bool BriskServer::isPriorityValid(int cmdId) {
-    return inRange(mPriorityMap[cmdId], kMinPriority, kMaxPriority);
-}
-
-int BriskServer::getCmdIdWithMaxPrio(bool governorOnly) {
-    int best = -1;
-    int bestCmdId = 0;
-    for (int cmdId : mSceneSet) {
-        if (governorOnly && cmdId < kGovernorFirstCmdId) {
-            continue;
-        }
-        int priority = mPriorityMap[cmdId];
-        if (priority > best) {
-            best = priority;
-            bestCmdId = cmdId;
-        }
-    }
-    return bestCmdId;
-}
-
-int BriskServer::getMaxGovPrioCmdIdInOnEvent(int cmdId) {
-    if (!inRange(cmdId, kGovernorFirstCmdId, kSceneLastCmdId) ||
-        mCurSceneCmdId != kGovernorBaseCmdId) {
-        return 0;
-    }
-    int best = getCmdIdWithMaxPrio(true);
-    return mPriorityMap[cmdId] < mPriorityMap[best] ? best : cmdId;
-}
-
-int BriskServer::getMaxGovPrioCmdIdInOffEvent() {
-    return mCurSceneCmdId == kGovernorBaseCmdId ? getCmdIdWithMaxPrio(true) : 0;
-}
-
-// ---- special scenes ----
-// Bookkeeping happens under mSceneMutex; every back-end call is made after it is
-// released: first the old scene ends, then the new one begins.
-
-int BriskServer::doSpecialSceneEvent(int cmdId, unsigned int len, const int* payload) {
-    if (cmdId == kClientRestartCmdId) {
-        return doClientRestart();
-    }
-    if (!isParamValid(len, payload)) {
-        BRISK_LOGE("invalid special scene parameters, cmdId is %d", cmdId);
-        return kResultInvalidParam;
-    }
-    return payload[0] == kSceneBegin ? doSceneBegin(cmdId) : doSceneEnd(cmdId);
-}
-
-int BriskServer::doClientRestart() {
-    pthread_mutex_lock(&mSceneMutex);
-    int oldScene = mCurSceneCmdId;
-    if (oldScene == 0) {
-        pthread_mutex_unlock(&mSceneMutex);
-        return 0;
-    }
-    BRISK_LOGI("client may rebooted, clean special scene set, cmdId is %d", kClientRestartCmdId);
-    mSceneSet.clear();
-    mCurSceneCmdId = 0;
-    pthread_mutex_unlock(&mSceneMutex);
-    return doSpecialAction(oldScene, kSceneEnd);
-}
-
-bool BriskServer::lockSceneWithValidPriority(int cmdId) {
-    pthread_mutex_lock(&mSceneMutex);
-    if (isPriorityValid(cmdId)) {
-        return true;
-    }
-    BRISK_LOGE("invalid special scene priority, cmdId is %d", cmdId);
-    pthread_mutex_unlock(&mSceneMutex);
-    return false;
-}
-
-int BriskServer::doSceneBegin(int cmdId) {
-    if (!lockSceneWithValidPriority(cmdId)) {
-        return kResultInvalidParam;
-    }
-    int newPriority = mPriorityMap[cmdId];
-    int curPriority = mPriorityMap[mCurSceneCmdId];
-    int oldScene = mCurSceneCmdId;
-    int rc = doOnEvent(cmdId, newPriority, curPriority);
-    if (rc == 1) {
-        int governor = getMaxGovPrioCmdIdInOnEvent(cmdId);
-        pthread_mutex_unlock(&mSceneMutex);
-        return governor == 0 ? 0 : doSpecialAction(governor, kSceneBegin);
-    }
-    pthread_mutex_unlock(&mSceneMutex);
-    int r1 = 0;
-    if (rc == 3) {
-        r1 = doSpecialAction(oldScene, kSceneEnd);
-    }
-    return doSpecialAction(cmdId, kSceneBegin) | r1;
-}
-
-int BriskServer::doSceneEnd(int cmdId) {
-    if (!lockSceneWithValidPriority(cmdId)) {
-        return kResultInvalidParam;
-    }
-    int nextCmdId = 0;
-    int nextPayload = 0;
-    int rc = doOffEvent(cmdId, &nextCmdId, &nextPayload);
-    if (rc == 2) {
-        int governor = getMaxGovPrioCmdIdInOffEvent();
-        pthread_mutex_unlock(&mSceneMutex);
-        return governor == 0 ? 0 : doSpecialAction(governor, kSceneBegin);
-    }
-    pthread_mutex_unlock(&mSceneMutex);
-    if (rc == 3) {
-        int r1 = doSpecialAction(cmdId, kSceneEnd);
-        return doSpecialAction(nextCmdId, nextPayload) | r1;
-    }
-    return doSpecialAction(cmdId, kSceneEnd);
-}
-
-int BriskServer::doOnEvent(int cmdId, int newPriority, int curPriority) {
-    mSceneSet.insert(cmdId);
-    if (newPriority <= curPriority) {
-        return 1;
-    }
-    int oldScene = mCurSceneCmdId;
-    mCurSceneCmdId = cmdId;
-    return oldScene != 0 ? 3 : 0;
-}
-
-int BriskServer::doOffEvent(int cmdId, int* outCmdId, int* outPayload) {
-    mSceneSet.erase(cmdId);
-    if (cmdId != mCurSceneCmdId) {
-        return 2;
-    }
-    int next = getCmdIdWithMaxPrio(false);
-    mCurSceneCmdId = next;
-    if (next != 0) {
-        *outCmdId = next;
-        *outPayload = kSceneBegin;
-        return 3;
-    }
-    *outCmdId = cmdId;
-    *outPayload = kSceneEnd;
-    return 0;
-}
-
-int BriskServer::doSpecialAction(int cmdId, int payload) {
-    if (mLogOn.load(std::memory_order_relaxed)) {
-        BRISK_LOGI("doSpecialAction cmdId is %d, payload is %d", cmdId, payload);
-    }
-    Action action;
-    int r = parseCommand(cmdId, &action);
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doParse failed! cmdId=%d, errno=%d", cmdId, r);
-        return kResultParseFailed;
-    }
-    PerfBackend* perf = mPlatPtr != nullptr ? mPlatPtr->mPerf : nullptr;
-    r = perf != nullptr ? perf->doAction(&action, 1, &payload) : -1;
-    if (r != 0) {
-        BRISK_LOGE("briskEvent doAction failed! cmdId=%d", cmdId);
-    }
-    return r;
-}
-
-// ---- client configuration ----
-
 int BriskServer::briskSetConfig(int clientId, int tagLen, const int* tags, const int* configs) {
     if (!mInited) {
         return kResultNotInited;
@@ -517,18 +292,19 @@ int BriskServer::briskSetConfig(int clientId, int tagLen, const int* tags, const
     }
     // The tag scan reads the tags, the per-pair log the values (except for client
     // 0, whose request the frequency manager checks itself).
-    bool unreadable = tags == nullptr || (configs == nullptr && clientId != kReportSwitchClient);
+    bool unreadable = tags == nullptr || (configs == nullptr && clientId != V::kReportSwitchClient);
     if (tagLen > 0 && unreadable) {
         BRISK_LOGE("invalid parameters, tagLen is %d but tags or configs is NULL", tagLen);
         return kResultInvalidParam;
     }
     bool schedRequest = false;
     for (int i = 0; i < tagLen; ++i) {
-        if (clientId != kReportSwitchClient) {
+        if (clientId != V::kReportSwitchClient) {
             BRISK_LOGI("setConfig clientId=%d, tagLen=%d, tags[%d]=%d, configs[%d]=%d", clientId,
                        tagLen, i, tags[i], i, configs[i]);
         }
-        schedRequest = schedRequest || tags[i] == kSchedLevelTag || tags[i] == kGroupSchedLevelTag;
+        schedRequest = schedRequest || tags[i] == BRISK_TAG_SET_SCHED_LEVEL ||
+                       tags[i] == BRISK_TAG_SET_GROUP_SCHED_LEVEL;
     }
     if (schedRequest) {
         if (mSchedLevelPtr == nullptr) {
@@ -573,57 +349,4 @@ int BriskServer::briskGetConfig(int tagLen, const int* tags, int* configs) {
 
 int BriskServer::briskGetVersion() {
     return 1;
-}
-
-// ---- dump ----
-
-void BriskServer::dumpBriskServerInfo(int fd, const std::vector<std::string>& args) {
-    if (fd < 0) {
-        BRISK_LOGW("invalid dump FD, %d\n", fd);
-        return;
-    }
-    if (args.empty()) {
-        BRISK_LOGW("dump parameter is NULL!\n");
-        return;
-    }
-    if (args.size() >= 2) {
-        BRISK_LOGW("there is too many dump parameter!\n");
-        return;
-    }
-    const std::string& option = args[0];
-    if (option.size() > kMaxDumpArgLen) {
-        BRISK_LOGW("debug parameter is too long!\n");
-        return;
-    }
-    android::String8 text;
-    if (option == "--help") {
-        text.appendFormat("--help: print debug usage\n");
-        text.appendFormat("--logon: open debug log\n");
-        text.appendFormat("--logoff: close debug log\n");
-        text.appendFormat("--freqlist: print set freq list\n");
-        text.appendFormat("--easgrouplist: print set eas group list\n");
-    } else if (option == "--logon") {
-        mLogOn.store(true, std::memory_order_relaxed);
-        text.appendFormat("brisk log is %s\n", "ON");
-    } else if (option == "--logoff") {
-        mLogOn.store(false, std::memory_order_relaxed);
-        text.appendFormat("brisk log is %s\n", "OFF");
-    } else if (option == "--freqlist") {
-        if (mFreqClientPtr != nullptr) {
-            mFreqClientPtr->dumpFreqList(text);
-        }
-    } else if (option == "--easgrouplist") {
-        if (mSchedLevelPtr != nullptr) {
-            mSchedLevelPtr->dumpEasGroupList(text);
-        }
-    } else {
-        text.appendFormat("invalid parameter!\n");
-    }
-    // A descriptor that is not open gets nothing (glibc's dprintf would leak its
-    // buffer on the failed write).
-    if (fcntl(fd, F_GETFD) == -1) {
-        BRISK_LOGW("invalid dump FD, %d\n", fd);
-        return;
-    }
-    dprintf(fd, "%s\n", text.c_str());
 }

@@ -17,28 +17,11 @@ class ProbeHandler;
 
 // The one object a host holds: wires the platform, the two managers, the parser
 // and the probe handler in init(), then routes events, client requests and dumps.
+// Its code spans three files by job: BriskServer.cpp (lifecycle, event dispatch,
+// client entry points), BriskServerScenes.cpp (scene priorities and arbitration)
+// and BriskServerDump.cpp (the diagnostic dump).
 class BriskServer {
 public:
-    // Command ids with a fixed meaning.
-    static constexpr int kProbeCmdId = 4116;
-    static constexpr int kSceneFirstCmdId = 4118;
-    static constexpr int kSceneLastCmdId = 4352;
-    static constexpr int kGovernorFirstCmdId = 4224;
-    static constexpr int kGovernorBaseCmdId = 4119;
-    static constexpr int kDefaultGroupCmdId = 5376;
-    static constexpr int kOnOffFirstCmdId = 12288;
-    static constexpr int kOnOffLastCmdId = 13568;
-    static constexpr int kClientRestartCmdId = 20224;
-    static constexpr int kFreqReportSwitchCmdId = 20225;
-
-    // Scene priorities: tag 101 of a step (text key "priority" for governor
-    // scenes); only 1..500 is a usable priority.
-    static constexpr int kPriorityTag = 101;
-    static constexpr int kMinPriority = 1;
-    static constexpr int kMaxPriority = 500;
-    // The on/off splitter holds at most this many frequency pairs of one step.
-    static constexpr int kMaxOnOffPairs = 43;
-
     // Entry-point results.
     static constexpr int kResultOk = 0;
     static constexpr int kResultNotInited = 1;
@@ -63,6 +46,12 @@ public:
 
     void deleteObject();
     Action* deleteActionPtr(Action* head);
+
+    // Ends the probe worker, for a host that must before it deletes the server (the
+    // service itself never does): asks it to exit, wakes it and waits for it. With
+    // `releaseBoosts` the boosts it still holds are taken back first, as a probe
+    // stop for each would; without, the platform is not called again.
+    void stopProbeWorker(bool releaseBoosts);
 
     // Event routes.
     int doOnOffAction(const Action* action, unsigned int len, const int* payload);
@@ -104,9 +93,15 @@ protected:
 private:
     // doParse through the platform's parser; -1 when there is none.
     int parseCommand(int cmdId, Action* out);
-    int doPlainEvent(int cmdId, unsigned int len, const int* payload);
-    // Takes mSceneMutex; refuses (unlocked again) a scene without a priority of 1..500.
-    bool lockSceneWithValidPriority(int cmdId);
+    // The scheduling-event and timed platform-action routes of briskEvent.
+    int doSchedEvent(const Action& action);
+    int doPlatformAction(const Action& action, unsigned int len, const int* payload);
+    // Steps 1 to 6 of init (platform, managers, parser, initialize, default groups);
+    // `defaultGroupsFailed` tells whether the last one failed.
+    int wireParts(bool* defaultGroupsFailed);
+    // With mSceneMutex held: false (and the refusal logged) for a scene without a
+    // priority of 1..500.
+    bool checkScenePriorityLocked(int cmdId);
     int doSceneBegin(int cmdId);
     int doSceneEnd(int cmdId);
     int doClientRestart();

@@ -171,8 +171,17 @@ TEST_F(BriskServerTest, EventsAreRoutedByIdRangeAndDuration) {
     SimDevice::instance().failNext(Op::DoAction, -4);
     EXPECT_EQ(event(*server, 100, {}), 3);
     EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "briskEvent doAction failed! cmdId=100"));
-    EXPECT_EQ(server->briskEvent(100, "", 3, nullptr), -1)
-        << "a length without a payload is refused, not passed on";
+}
+
+TEST_F(BriskServerTest, TimedEventHandsALengthWithoutPayloadToThePlatformAsItIs) {
+    auto server = startServer();
+    EXPECT_EQ(server->briskEvent(100, "", 3, nullptr), 0);
+    EXPECT_EQ(recordLines(),
+              Lines{"doAction cmd=100 duration=30 len=3 payload=null pairs=10:1 name=io_boost"})
+        << "the back-end gets the length and the null payload, and reads nothing through it";
+    SimDevice::instance().failNext(Op::DoAction, -4);
+    EXPECT_EQ(server->briskEvent(100, "", 3, nullptr), 3);
+    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "briskEvent doAction failed! cmdId=100"));
 }
 
 TEST_F(BriskServerTest, OnOffEventSplitsFrequencyPairsFromPlatformItems) {

@@ -462,7 +462,12 @@ TEST_F(BriskSimCheck, FindsWhatStopsStartUp) {
         << empty.out;
     EXPECT_TRUE(contains(empty.out, "error 4116: the probe command is missing")) << empty.out;
 
+    std::string manyAttributes = "<policy>\n<c id=\"1\"";
+    for (int i = 0; i < 65; ++i) {
+        manyAttributes += " a" + std::to_string(i) + "=''";
+    }
     const std::pair<std::string, std::string> unloadable[] = {
+        {manyAttributes + "/></policy>", "the element at line 2 has more than 64 attributes"},
         {"<policy><c id=\"1\">", "cannot be read as XML"},
         {"", "cannot be read as XML"},
         {"<config><c id=\"1\"/></config>", "no top-level \"policy\" element"},

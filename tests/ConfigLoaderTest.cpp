@@ -1,6 +1,7 @@
 // The configuration file, from disk to the Action chains that BriskParser hands out.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 
 #include "config/BriskLoadXml.h"
@@ -52,44 +53,6 @@ TEST_F(ConfigLoaderTest, StepsBecomeActionsWithTheirPairsInDocumentOrder) {
     EXPECT_EQ(first.next->duration, 150);
     EXPECT_EQ(first.next->tagValues, (std::vector<int>{99, -7}));
     EXPECT_EQ(first.next->next, nullptr);
-}
-
-TEST_F(ConfigLoaderTest, EveryNamedTagOfTheLanguageMapsToItsNumber) {
-    const std::pair<const char*, int> names[] = {{"little_cpu_min", 1},
-                                                 {"little_cpu_max", 2},
-                                                 {"big_cpu_min", 4},
-                                                 {"big_cpu_max", 5},
-                                                 {"gpu_min", 7},
-                                                 {"gpu_max", 8},
-                                                 {"ipa_on_temp", 17},
-                                                 {"ipa_control_temp", 18},
-                                                 {"ipa_sustainable_power", 19},
-                                                 {"fork_on_big_cluster", 20},
-                                                 {"priority", 101},
-                                                 {"hmp", 50},
-                                                 {"boost", 51},
-                                                 {"vip", 52},
-                                                 {"top_app", 53},
-                                                 {"root", 54},
-                                                 {"foreground", 55},
-                                                 {"system_background", 56},
-                                                 {"key_background", 57},
-                                                 {"background", 58},
-                                                 {"tag_12345", 12345}};
-    std::string step;
-    std::vector<int> expected;
-    for (const auto& entry : names) {
-        step += std::string("<") + entry.first + ">3</" + entry.first + ">";
-        expected.push_back(entry.second);
-        expected.push_back(3);
-    }
-    TempConfig cfg = TempConfig::withCommands("<c id=\"7\"><s>" + step + "</s></c>");
-    auto parser = loadParser();
-    ASSERT_NE(parser, nullptr);
-    Action first;
-    ASSERT_EQ(parser->doParse(7, &first), 0);
-    EXPECT_EQ(first.tagValues, expected);
-    EXPECT_EQ(first.duration, 0) << "a step without a duration goes to the scheduling manager";
 }
 
 TEST_F(ConfigLoaderTest, BadStepsAreDroppedOneByOneAndTheCommandKeepsTheRest) {
@@ -194,6 +157,49 @@ TEST_F(ConfigLoaderTest, DeeplyNestedAndMissingFilesDoNotCrash) {
     EXPECT_EQ(loader->loadXmlMap(), nullptr);
     EXPECT_TRUE(
         log.has(ANDROID_LOG_ERROR, "brisk_config_cust.xml is not exit or file is invalid!"));
+}
+
+// tinyxml2 compares each new attribute of an element with all the earlier ones:
+// 100,000 attributes on one element take minutes to parse, a million never end.
+TEST_F(ConfigLoaderTest, ElementsWithTooManyAttributesAreRefusedBeforeParsing) {
+    auto attributes = [](size_t count) {
+        std::string text;
+        for (size_t i = 0; i < count; ++i) {
+            text += " a" + std::to_string(i) + "=\"1\"";
+        }
+        return text;
+    };
+    const size_t limit = BriskLoadXml::kMaxAttributesPerElement;
+    // Quotes outside start tags and a '>' inside a value do not upset the count.
+    const std::string ordinary = "<?xml version=\"1.0\"?><!-- \"\"\"\"\" -->\n<policy>\n" +
+                                 std::string("<c id=\"1\"") + attributes(limit - 1) +
+                                 "><s><x>\"'\"'</x><![CDATA[\"\"]]></s></c>\n<d v=\"<>\" />";
+    struct Case {
+        std::string content;
+        int refusedLine;  // 0: accepted
+    };
+    const Case cases[] = {
+        {ordinary + "</policy>", 0},
+        {ordinary + "\n\n<e" + attributes(limit + 1) + "/></policy>", 6},
+        {"<policy><c id=\"1\"" + attributes(100000) + "/></policy>", 1},
+    };
+    for (const Case& c : cases) {
+        TempConfig cfg = TempConfig::withContent(c.content);
+        std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
+        std::map<int, RawXmlData*> raw;
+        log.clear();
+        auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(loader->innerLoad(cfg.path().c_str(), &raw), c.refusedLine == 0 ? 0 : 2);
+        // A generous bound: the refusal is a linear scan, the parse it saves is not.
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+        BriskLoadXml::freeRawXmlMap(raw);
+        if (c.refusedLine != 0) {
+            EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
+                                "LoadFile refused, path:" + cfg.path() + ", the element at line " +
+                                    std::to_string(c.refusedLine) + " has more than 64 attributes"))
+                << "line " << c.refusedLine;
+        }
+    }
 }
 
 TEST_F(ConfigLoaderTest, CreateParserInstallsTheParserOrReportsWhy) {

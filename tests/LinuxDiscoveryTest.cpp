@@ -9,10 +9,10 @@
 #include <random>
 
 #include "freq/FreqTags.h"
-#include "platform/PlatformSelector.h"
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/Journal.h"
 #include "platform/linux/KernelText.h"
+#include "platform/select/PlatformSelector.h"
 #include "tests/support/LinuxBackendFixture.h"
 #include "tests/support/LogCapture.h"
 

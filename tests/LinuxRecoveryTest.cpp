@@ -9,7 +9,7 @@
 #include <cerrno>
 
 #include "freq/FreqTags.h"
-#include "platform/PlatformSelector.h"
+#include "platform/select/PlatformSelector.h"
 #include "tests/support/LinuxBackendFixture.h"
 #include "tests/support/LogCapture.h"
 

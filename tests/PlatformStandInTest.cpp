@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 #include <thread>
+#include <vector>
 
 #include "platform/BriskPlat.h"
 #include "platform/DeviceApi.h"
@@ -75,6 +76,21 @@ TEST_F(PlatformStandInTest, DeviceAnswersPresetsAndUnknownTags) {
     EXPECT_EQ(plat->mPerf->getConfig(-1, tags, out), -1);
     EXPECT_EQ(plat->mPerf->setConfig(2, nullptr, nullptr), -1);
     EXPECT_EQ(plat->mPerf->setConfig(0, nullptr, nullptr), 0);
+
+    // New tags fill the table up to its bound; past it a write is refused whole.
+    std::vector<int> fill;
+    for (int tag = 1000; fill.size() + 4 < SimDevice::kMaxTags; ++tag) {
+        fill.push_back(tag);
+    }
+    EXPECT_EQ(plat->mPerf->setConfig(static_cast<int>(fill.size()), fill.data(), fill.data()), 0);
+    int overflow[2] = {5, 99999};
+    int values[2] = {77, 1};
+    EXPECT_EQ(plat->mPerf->setConfig(2, overflow, values), -1);
+    EXPECT_EQ(SimDevice::instance().value(5), 123) << "a refused write changed a value";
+    EXPECT_EQ(SimDevice::instance().value(99999), -1);
+    EXPECT_EQ(plat->mPerf->setConfig(2, overflow, values), -1);
+    EXPECT_EQ(plat->mPerf->setConfig(1, overflow, values), 0) << "known tags stay writable";
+    EXPECT_EQ(SimDevice::instance().value(5), 77);
 }
 
 TEST_F(PlatformStandInTest, InjectedFaultsHitTheNextCallsOnlyAndChangeNothing) {

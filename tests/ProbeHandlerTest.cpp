@@ -85,23 +85,12 @@ protected:
         pthread_mutex_unlock(&worker.mLock);
         return result;
     }
-    // Test-only shutdown. The service never stops the worker (its handler lives as
-    // long as the process), but each test deletes its handler: the worker is asked
-    // to exit and woken from mCond until it is gone, and once it has dropped its own
-    // reference it is destroyed here, after the handler.
+    // Each test ends its worker the way a host does; the service itself never does.
     void stop() {
-        if (!handler) {
-            return;
+        if (handler) {
+            handler->stopWorker(false);
+            handler.reset();
         }
-        android::sp<ProbeThread> worker = handler->mProbeThread;
-        worker->requestExit();
-        while (worker->isRunning()) {
-            locked([](ProbeThread& w) { return pthread_cond_signal(&w.mCond); });
-            usleep(1000);
-        }
-        worker->join();
-        eventually([&] { return worker->getStrongCount() <= 2; });
-        handler.reset();
     }
 
     int send(const char* msg, int state) {
@@ -272,6 +261,38 @@ TEST_F(ProbeHandlerTest, WithoutAPlatformEventsAreStillAcceptedAndNothingBreaks)
     usleep(30000);
     EXPECT_EQ(send("pid=100|tid=123", -1), 0) << "boosts without a platform are skipped";
     EXPECT_TRUE(eventually([&] { return idle(); }));
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(ProbeHandlerTest, StopEndsAnIdleWorkerWithoutTouchingThePlatform) {
+    start(plat.get());
+    ASSERT_EQ(send("pid=100|tid=123", 0), 0);
+    ASSERT_TRUE(waitForCalls(2));
+    ASSERT_TRUE(eventually([&] { return boostedStamp(123) > 0; }));
+    handler->stopWorker(false);
+    EXPECT_FALSE(handler->mProbeThread->isRunning()) << "stop returns once the worker is gone";
+    EXPECT_EQ(calls(2), "") << "without release, a held boost is left alone";
+    ASSERT_EQ(send("pid=100|tid=124", 0), 0) << "events are still accepted";
+    usleep(30000);
+    EXPECT_EQ(calls(2), "") << "but nothing boosts them any more";
+    handler->stopWorker(false);  // a second stop is harmless
+}
+
+TEST_F(ProbeHandlerTest, StopWithReleaseTakesBackEveryBoostStillHeld) {
+    start(plat.get());
+    ASSERT_EQ(send("pid=100|tid=123", 0), 0);
+    ASSERT_TRUE(waitForCalls(2));
+    ASSERT_EQ(send("pid=100|tid=126", 0), 0);
+    ASSERT_TRUE(waitForCalls(4));
+    ASSERT_EQ(send("pid=100|tid=126", -1), 0);
+    ASSERT_EQ(send("pid=7|tid=0", 0), 0);
+    ASSERT_TRUE(eventually([&] { return boostedStamp(0) > 0; }));
+    handler->stopWorker(true);
+    EXPECT_EQ(calls(6), probe(123, -1) + probe(0, -1))
+        << "each held boost (tid 0 too) ends as its stop event would; a finished one does not";
 }
 
 }  // namespace

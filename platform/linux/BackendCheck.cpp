@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
-#include "platform/ConfigVocabulary.h"
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/KernelFile.h"
 #include "platform/linux/NodeArbiter.h"
@@ -72,7 +72,7 @@ bool BackendCheck::run(std::vector<std::string>* report) {
     }
     Tally tally;
     for (int tag : NodeTable::handledTags()) {
-        const char* name = ConfigVocabulary::nameForTag(tag);
+        const char* name = Vocabulary::nameForTag(tag);
         std::string head = "tag " + std::to_string(tag) + " " + (name ? name : "") + " (" +
                            NodeTable::unitOf(tag) + "): ";
         const std::vector<KernelNode*>& nodes = *table.nodesFor(tag);

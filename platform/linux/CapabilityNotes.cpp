@@ -2,12 +2,12 @@
 
 #include <cerrno>
 
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 #include "platform/linux/LinuxLog.h"
 
 namespace {
 std::string tagName(int tag) {
-    const char* name = ConfigVocabulary::nameForTag(tag);
+    const char* name = Vocabulary::nameForTag(tag);
     return std::to_string(tag) + (name != nullptr ? std::string(" (") + name + ")" : "");
 }
 }  // namespace
@@ -42,11 +42,14 @@ int CapabilityNotes::strictAbsence(const int* tags, int count, const Action* ste
         return 0;
     }
     bool missing = false;
+    // A step's tags are every other int of its pairs; a request's are all of them.
+    const size_t stride = step != nullptr ? 2 : 1;
     for (int i = 0; i < count; ++i) {
-        int tag = step != nullptr ? tags[2 * i] : tags[i];
+        const size_t at = static_cast<size_t>(i) * stride;
+        int tag = tags[at];
         bool isItem =
             step != nullptr && NodeTable::kindOf(tag) == TagKind::Item && i < step->keyPairCount();
-        missing |= absent(tag, isItem ? &step->keyValues[2 * i] : nullptr);
+        missing |= absent(tag, isItem ? &step->keyValues[at] : nullptr);
     }
     return missing ? -ENODEV : 0;
 }

@@ -20,7 +20,7 @@ public:
     static bool parse(const char* data, size_t size, const std::string& fileName,
                       BackendDescription* out, std::string* error);
 
-    static constexpr size_t kMaxSize = 256 * 1024;
+    static constexpr size_t kMaxSize = size_t{256} * 1024;
 
 private:
     explicit DescriptionReader(BackendDescription* out) : mOut(out) {}

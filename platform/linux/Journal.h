@@ -44,7 +44,7 @@ public:
     static std::string format(const JournalRecord& record);
     static bool parse(std::string_view text, JournalRecord* record);
 
-    static constexpr size_t kMaxSize = 1024 * 1024;
+    static constexpr size_t kMaxSize = size_t{1024} * 1024;
 
 private:
     FileOps& mOps;

@@ -112,10 +112,21 @@ int KernelFile::captureOriginal() {
         return r;
     }
     mOriginal = std::move(text);
+    mNumberKnown = false;
     mCaptured = true;
     mSeen = true;
     mSeenReadable = true;
     return 0;
+}
+
+bool KernelFile::originalNumber(long long* value) {
+    if (!mNumberKnown) {
+        const std::string* original = knownOriginal();
+        mIsNumber = original != nullptr && KernelText::parseInt(*original, &mNumber);
+        mNumberKnown = true;
+    }
+    *value = mNumber;
+    return mIsNumber;
 }
 
 const std::string* KernelFile::knownOriginal() {

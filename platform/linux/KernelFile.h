@@ -36,6 +36,8 @@ public:
     // The text before the back-end's first write: the original once captured,
     // else what the file held when first asked. Null when it cannot be read.
     const std::string* knownOriginal();
+    // That text as a number (read once); false when it is none.
+    bool originalNumber(long long* value);
 
     // The last text written successfully: what the file holds as far as the
     // back-end knows (a later failed write does not change that).
@@ -59,6 +61,9 @@ private:
     bool mSeen = false;
     bool mSeenReadable = false;
     std::string mOriginal;
+    bool mNumberKnown = false;  // mNumber and mIsNumber hold the original's reading
+    bool mIsNumber = false;
+    long long mNumber = 0;
     bool mHasLast = false;
     bool mHadLast = false;   // before the last write
     bool mSkipSame = false;  // false after a failed write: the next one is made

@@ -85,8 +85,7 @@ bool KernelNode::valueInForce(long long* value) {
     if (heldInForce(value)) {
         return true;
     }
-    const std::string* original = mFile->knownOriginal();
-    return original != nullptr && KernelText::parseInt(*original, value);
+    return mFile->originalNumber(value);
 }
 
 bool KernelNode::wanted(WantedText* out) {

@@ -1,6 +1,9 @@
 #include "platform/linux/KernelText.h"
 
 #include <charconv>
+#include <climits>
+
+#include "config/Vocabulary.h"
 
 namespace {
 bool isBlank(char c) {
@@ -54,23 +57,8 @@ std::string_view KernelText::trim(std::string_view text) {
 }
 
 bool KernelText::parseInt(std::string_view text, long long* value) {
-    text = trim(text);
-    if (!text.empty() && text.front() == '+') {
-        text.remove_prefix(1);
-        if (!text.empty() && text.front() == '-') {
-            return false;
-        }
-    }
-    if (text.empty()) {
-        return false;
-    }
-    long long parsed = 0;
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), parsed);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        return false;
-    }
-    *value = parsed;
-    return true;
+    return Vocabulary::parseDecimal(std::string(trim(text)), Vocabulary::NumberForm::Signed,
+                                    LLONG_MIN, LLONG_MAX, value);
 }
 
 bool KernelText::parseCpuList(std::string_view text, std::vector<int>* cpus) {

@@ -12,7 +12,8 @@ class KernelText {
 public:
     // Without leading and trailing blanks, tabs and line ends.
     static std::string_view trim(std::string_view text);
-    // A whole decimal number with an optional sign, blanks around it allowed.
+    // A whole decimal number with an optional sign, blanks and line ends around it
+    // allowed (Vocabulary's reading of decimal numbers).
     static bool parseInt(std::string_view text, long long* value);
     // A CPU list as the kernel prints it: "0-3,6" or "0 1 2 3". At most
     // kMaxCpus numbers below kMaxCpus; false for anything else.

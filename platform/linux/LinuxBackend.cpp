@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
-#include "platform/ConfigVocabulary.h"
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/JournalRecovery.h"
 #include "platform/linux/KernelText.h"
@@ -99,7 +99,7 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
         tProbeBinding = ProbeBinding();
     }
     // A null payload is no payload, whatever the length: a begin.
-    const bool end = len > 0 && payload != nullptr && payload[0] == kPayloadEnd;
+    const bool end = len > 0 && payload != nullptr && payload[0] == Vocabulary::kEnd;
     std::lock_guard<std::mutex> lock(mMutex);
     if (!mReady) {
         return -ENODEV;
@@ -168,8 +168,9 @@ void LinuxBackend::forgetIfIdle(HolderKey key, const RequestBook::Request& reque
 
 void LinuxBackend::holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
                             std::vector<KernelNode*>* held) {
-    const int tag = step.tagValues[2 * pair];
-    const int value = step.tagValues[2 * pair + 1];
+    const size_t at = static_cast<size_t>(pair) * 2;  // the pair's place in both vectors
+    const int tag = step.tagValues[at];
+    const int value = step.tagValues[at + 1];
     char number[KernelText::kIntTextSize];
     std::string_view text;
     switch (NodeTable::kindOf(tag)) {
@@ -196,14 +197,14 @@ void LinuxBackend::holdPair(HolderKey key, const Action& step, int pair, uint64_
             if (pair >= step.keyPairCount()) {
                 return;
             }
-            const std::string& name = step.keyValues[2 * pair];
+            const std::string& name = step.keyValues[at];
             bool known = false;
             KernelNode* node = mTable.item(name, &known);
             if (node == nullptr) {
                 mNotes.absent(tag, &name);
                 return;
             }
-            mArbiter.hold(node, key, 0, step.keyValues[2 * pair + 1], seq);
+            mArbiter.hold(node, key, 0, step.keyValues[at + 1], seq);
             held->push_back(node);
             return;
         }

@@ -40,8 +40,6 @@ public:
     int doSchedLevelAction(int len, const int* tags, const int* levels) override;
     int setProbeTarget(int tid, int mode) override;
 
-    // What a payload's first value means for doAction.
-    static constexpr int kPayloadEnd = -1;
     // A busy file is retried this long after it refused, then less and less often.
     static constexpr std::chrono::milliseconds kFirstRetry{250};
     static constexpr std::chrono::milliseconds kLastRetry{8000};

@@ -1,8 +1,7 @@
 #include "platform/linux/NodeTable.h"
 
+#include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
-#include "platform/ConfigVocabulary.h"
-#include "server/BriskServer.h"
 
 bool NodeTable::addBounds(NodeArbiter& arbiter, const std::string& dir, const char* floorFile,
                           const char* ceilingFile, long long scale, int floorTag, int ceilingTag,
@@ -119,13 +118,13 @@ TagKind NodeTable::kindOf(int tag) {
             return TagKind::Number;
         case BRISK_TAG_FORK_ON_BIG_CLUSTER:
             return TagKind::Fork;
-        case ConfigVocabulary::kPlatformItemTag:
+        case Vocabulary::kPlatformItemTag:
             return TagKind::Item;
         case BRISK_TAG_LITTLE_CPU_HW_MAX:
         case BRISK_TAG_BIG_CPU_HW_MAX:
         case BRISK_TAG_GPU_HW_MAX:
             return TagKind::ReadOnly;
-        case BriskServer::kPriorityTag:  // the scene arbiter's, not the machine's
+        case Vocabulary::kPriorityTag:  // the scene arbiter's, not the machine's
             return TagKind::Skipped;
         default:
             return TagKind::Unknown;

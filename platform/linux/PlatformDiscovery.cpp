@@ -248,13 +248,13 @@ void PlatformDiscovery::readZone(const ThermalChoice& choice, ZoneInfo* zone,
 }
 
 bool PlatformDiscovery::findThermal(MachineLayout* out, std::string* error) {
-    const std::string base = mReader.path(kThermalDir);
+    const std::string base = mReader.path(kThermalDir) + "/";
     std::vector<ThermalChoice> chosen = mDescription.zones;
     if (!mDescription.thermalGiven) {
         for (const std::string& name : mReader.list(base)) {
             std::string policy;
             if (hasPrefixAndDigits(name, "thermal_zone") &&
-                mReader.readText(base + "/" + name + "/policy", &policy) == 0 &&
+                mReader.readText(base + name + "/policy", &policy) == 0 &&
                 KernelText::trim(policy) == "power_allocator") {
                 ThermalChoice choice;
                 choice.zone = name;
@@ -265,7 +265,7 @@ bool PlatformDiscovery::findThermal(MachineLayout* out, std::string* error) {
     for (const ThermalChoice& choice : chosen) {
         ZoneInfo zone;
         zone.name = choice.zone;
-        zone.dir = base + "/" + choice.zone;
+        zone.dir = base + choice.zone;
         if (mDescription.thermalGiven && !mReader.exists(zone.dir)) {
             *error = where(choice.line) + "thermal zone " + choice.zone + " is not in " + base;
             return false;

@@ -2,12 +2,8 @@
 
 #include <algorithm>
 
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 #include "server/BriskLog.h"
-
-namespace {
-const char kDurationKey[] = "duration";
-}
 
 bool LinuxLoadXml::convertStep(const RawXmlData& raw, Action* step) {
     step->cmdId = raw.cmdId;
@@ -18,10 +14,10 @@ bool LinuxLoadXml::convertStep(const RawXmlData& raw, Action* step) {
         const std::string& key = raw.keys[i];
         const std::string& text = raw.values[i];
         int tag = 0;
-        bool isDuration = key == kDurationKey;
-        bool isTag = !isDuration && ConfigVocabulary::tagForName(key, &tag);
+        bool isDuration = key == Vocabulary::kDurationKey;
+        bool isTag = !isDuration && Vocabulary::tagForName(key, &tag);
         int value = 1;
-        if ((isDuration || isTag) && !ConfigVocabulary::parseInt(text, &value)) {
+        if ((isDuration || isTag) && !Vocabulary::parseInt(text, &value)) {
             BRISK_LOGE("cmdId=%d: parameter %s has \"%s\", not a decimal integer; step dropped",
                        raw.cmdId, key.c_str(), text.c_str());
             return false;
@@ -30,7 +26,7 @@ bool LinuxLoadXml::convertStep(const RawXmlData& raw, Action* step) {
             step->duration = value;
             continue;
         }
-        step->tagValues.push_back(isTag ? tag : ConfigVocabulary::kPlatformItemTag);
+        step->tagValues.push_back(isTag ? tag : Vocabulary::kPlatformItemTag);
         step->tagValues.push_back(value);
         step->keyValues.push_back(key);
         step->keyValues.push_back(text);

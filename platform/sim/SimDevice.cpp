@@ -3,6 +3,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <set>
 
 namespace {
 // The record keeps at most this many payload values of one doAction call.
@@ -167,8 +168,9 @@ int SimDevice::doAction(const Action* action, unsigned int len, const int* paylo
             call.name = action->name;
             call.duration = action->duration;
             call.pairs.assign(action->tagValues.begin(),
-                              action->tagValues.begin() + 2 * action->tagPairCount());
+                              action->tagValues.begin() + 2L * action->tagPairCount());
         }
+        // A null payload is no payload, whatever the length says.
         call.len = len;
         call.payloadNull = payload == nullptr;
         if (payload != nullptr) {
@@ -189,10 +191,23 @@ bool SimDevice::beginArrayCallLocked(SimCall& call, SimCall::Op op, int len, con
     return usable;
 }
 
+bool SimDevice::fitsLocked(int len, const int* tags) const {
+    std::set<int> added;
+    for (int i = 0; i < len; ++i) {
+        if (mValues.count(tags[i]) == 0) {
+            added.insert(tags[i]);
+        }
+    }
+    return mValues.size() + added.size() <= kMaxTags;
+}
+
 int SimDevice::setConfig(int len, const int* tags, const int* values) {
     std::lock_guard<std::mutex> lock(mMutex);
     SimCall call;
     if (beginArrayCallLocked(call, SimCall::Op::SetConfig, len, tags, values)) {
+        if (call.result == 0 && !fitsLocked(len, tags)) {
+            call.result = -1;
+        }
         for (int i = 0; call.result == 0 && i < len; ++i) {
             mValues[tags[i]] = values[i];
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -51,6 +52,11 @@ public:
     int doSchedLevelAction(int len, const int* tags, const int* levels);
     int setProbeTarget(int tid, int mode);
 
+    // The device holds values for at most this many distinct tags: a setConfig
+    // that would add tags beyond it is refused whole with -1, so that clients
+    // writing ever new tags cannot grow it without end.
+    static constexpr size_t kMaxTags = 1024;
+
     // Hardware maxima preset on a fresh device.
     static constexpr int kLittleHwMax = 2000000;
     static constexpr int kBigHwMax = 2600000;
@@ -65,6 +71,8 @@ private:
     // be read, and the call then fails with -1 unless a fault says otherwise.
     bool beginArrayCallLocked(SimCall& call, SimCall::Op op, int len, const int* tags,
                               const int* values);
+    // True when writing `tags` keeps the table within kMaxTags.
+    bool fitsLocked(int len, const int* tags) const;
     void copyArraysLocked(int len, const int* tags, const int* values, SimCall& call);
 
     mutable std::mutex mMutex;

@@ -1,5 +1,6 @@
 #include "tests/support/DaemonHarness.h"
 
+#include <cerrno>
 #include <fstream>
 #include <sstream>
 
@@ -80,4 +81,61 @@ std::string readToEnd(int fd, int ms) {
         }
         all.append(buffer, static_cast<size_t>(n));
     }
+}
+
+ChildAs::ChildAs(uid_t uid, const std::function<void(ChildAs&)>& body) {
+    if (pipe2(mReport, O_CLOEXEC) != 0 || pipe2(mRelease, O_CLOEXEC) != 0) {
+        return;
+    }
+    mPid = fork();
+    if (mPid == 0) {
+        close(mReport[0]);
+        close(mRelease[1]);
+        if (setgroups(0, nullptr) != 0 || setgid(uid) != 0 || setuid(uid) != 0) {
+            _exit(126);
+        }
+        body(*this);
+        _exit(0);
+    }
+    close(mReport[1]);
+    close(mRelease[0]);
+    mReport[1] = mRelease[0] = -1;
+}
+
+ChildAs::~ChildAs() {
+    for (int fd : {mReport[0], mReport[1], mRelease[0], mRelease[1]}) {
+        if (fd >= 0) {
+            close(fd);
+        }
+    }
+    if (mPid > 0) {
+        waitpid(mPid, nullptr, 0);
+    }
+}
+
+void ChildAs::report(const std::string& text) {
+    (void)!write(mReport[1], text.data(), text.size());
+    close(mReport[1]);
+    mReport[1] = -1;
+}
+
+void ChildAs::waitForRelease() {
+    char byte;
+    while (read(mRelease[0], &byte, 1) < 0 && errno == EINTR) {
+    }
+}
+
+std::string ChildAs::result() {
+    return readToEnd(mReport[0], 60000);
+}
+
+int versionsUntilRefused(RawClient& client, int limit, RawReply* refusal) {
+    for (int granted = 0; granted < limit; ++granted) {
+        RawReply reply = client.call(kVersion, {});
+        if (reply.status != kOk) {
+            *refusal = reply;
+            return granted;
+        }
+    }
+    return limit;
 }

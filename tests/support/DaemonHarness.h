@@ -20,6 +20,7 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <initializer_list>
 #include <string>
 #include <thread>
@@ -36,9 +37,6 @@ constexpr gid_t kNogroup = 65534;
 enum : uint16_t { kEvent = 1, kSet = 2, kGet = 3, kDump = 4, kVersion = 5 };
 enum : int32_t { kOk = 0, kDenied = 1, kBad = 2, kBadVersion = 3, kTooLarge = 4, kUnknown = 5 };
 enum : int32_t { kBusy = 6, kDumpBlocked = 7 };
-
-using Bytes = std::vector<uint8_t>;
-using Clock = std::chrono::steady_clock;
 
 using Bytes = std::vector<uint8_t>;
 using Clock = std::chrono::steady_clock;
@@ -152,11 +150,12 @@ public:
         return true;
     }
 
+    // The reply is read even when sending failed: a daemon that refuses the
+    // connection answers and closes without reading the request.
     RawReply call(uint16_t type, const Bytes& body, const std::vector<int>& fds = {}) {
         RawReply reply;
-        if (send(frame(type, body), fds)) {
-            receive(&reply);
-        }
+        send(frame(type, body), fds);
+        receive(&reply);
         return reply;
     }
 
@@ -180,6 +179,35 @@ private:
     }
     int mFd = -1;
 };
+
+// A child process that runs `body` as another user (uid and gid `uid`, no
+// supplementary groups). The body hands its findings to report(); it may then
+// hold on (keeping its connections open) in waitForRelease() until the parent
+// destroys this object.
+class ChildAs {
+public:
+    ChildAs(uid_t uid, const std::function<void(ChildAs&)>& body);
+    ~ChildAs();
+    ChildAs(const ChildAs&) = delete;
+    ChildAs& operator=(const ChildAs&) = delete;
+
+    // In the child: sends `text` to the parent, once.
+    void report(const std::string& text);
+    // In the child: returns when the parent lets go.
+    void waitForRelease();
+    // In the parent: what the child reported (waits for it).
+    std::string result();
+    pid_t pid() const { return mPid; }
+
+private:
+    pid_t mPid = -1;
+    int mReport[2] = {-1, -1};
+    int mRelease[2] = {-1, -1};
+};
+
+// Sends version requests on `client` until one is refused or `limit` were
+// granted; returns the number granted, and the refusal in `refusal`.
+int versionsUntilRefused(RawClient& client, int limit, RawReply* refusal);
 
 struct CtlRun {
     int exitCode = -1;

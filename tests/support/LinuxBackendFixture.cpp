@@ -1,6 +1,6 @@
 #include "tests/support/LinuxBackendFixture.h"
 
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 
 LinuxBackendSettings LinuxBackendFixture::settings(const std::string& description) {
     LinuxBackendSettings result = mTree.settings();
@@ -25,13 +25,13 @@ Action LinuxBackendFixture::step(int cmdId, int duration,
     action.name = "test";
     action.duration = duration;
     for (const auto& pair : pairs) {
-        const char* name = ConfigVocabulary::nameForTag(pair.first);
+        const char* name = Vocabulary::nameForTag(pair.first);
         action.tagValues.insert(action.tagValues.end(), {pair.first, pair.second});
         action.keyValues.insert(action.keyValues.end(),
                                 {name != nullptr ? name : "tag", std::to_string(pair.second)});
     }
     for (const auto& item : items) {
-        action.tagValues.insert(action.tagValues.end(), {ConfigVocabulary::kPlatformItemTag, 1});
+        action.tagValues.insert(action.tagValues.end(), {Vocabulary::kPlatformItemTag, 1});
         action.keyValues.insert(action.keyValues.end(), {item.first, item.second});
     }
     action.tagCount = static_cast<int>(action.tagValues.size() / 2);
@@ -44,7 +44,7 @@ int LinuxBackendFixture::begin(PerfBackend& backend, const Action& action) {
 }
 
 int LinuxBackendFixture::end(PerfBackend& backend, const Action& action) {
-    int payload = LinuxBackend::kPayloadEnd;
+    int payload = Vocabulary::kEnd;
     return backend.doAction(&action, 1, &payload);
 }
 

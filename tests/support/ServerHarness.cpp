@@ -1,9 +1,7 @@
 #include "tests/support/ServerHarness.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "platform/sim/SimDevice.h"
+#include "tools/brisk-sim/DumpCapture.h"
 
 std::string fullTestConfig() {
     return R"(
@@ -53,18 +51,11 @@ std::vector<std::string> recordLines(SimCall::Op op) {
 }
 
 std::string dumpText(BriskServer& server, const std::vector<std::string>& args) {
-    int fds[2];
-    if (pipe2(fds, O_CLOEXEC) != 0) {
-        return "<pipe failed>";
-    }
-    server.dumpBriskServerInfo(fds[1], args);
-    close(fds[1]);
     std::string text;
-    char buffer[4096];
-    ssize_t n;
-    while ((n = read(fds[0], buffer, sizeof(buffer))) > 0) {
-        text.append(buffer, static_cast<size_t>(n));
+    std::string error;
+    if (!DumpCapture::capture([&](int fd) { server.dumpBriskServerInfo(fd, args); }, &text,
+                              &error)) {
+        return "<" + error + ">";
     }
-    close(fds[0]);
     return text;
 }

@@ -2,45 +2,20 @@
 
 #include <set>
 
-#include "platform/ConfigVocabulary.h"
-#include "sched/SchedTags.h"
+#include "config/Vocabulary.h"
 #include "server/BriskServer.h"
+#include "server/EventRouter.h"
+
+using V = Vocabulary;
+using Route = EventRouter::Route;
 
 namespace {
-// initPriorityMap stops one short of the last scene id.
-constexpr int kLastLoadedSceneCmdId = 4351;
-
-constexpr int kLadderBottom = -20;
-constexpr int kLadderTop = 40;
-constexpr int kLadderStep = 10;
-
-constexpr int kProbeDurationCap = 100;
-
-bool inRange(int value, int first, int last) {
-    return value >= first && value <= last;
-}
-bool isGroupTag(int tag) {
-    return inRange(tag, BRISK_TAG_GROUP_HMP, BRISK_TAG_EAS_GROUP_LAST);
-}
-bool isOnLadder(int level) {
-    return inRange(level, kLadderBottom, kLadderTop) && level % kLadderStep == 0;
-}
-bool isEventFreqTag(int tag) {
-    return tag == 1 || tag == 2 || tag == 4 || tag == 5 || tag == 7 || tag == 8;
-}
 
 std::string paramName(const Action& step, int index) {
     if (index < step.keyPairCount()) {
-        return step.keyValues[2 * index];
+        return step.pairKey(index);
     }
-    return "tag_" + std::to_string(step.tagValues[2 * index]);
-}
-
-int tagAt(const Action& step, int index) {
-    return step.tagValues[2 * index];
-}
-int valueAt(const Action& step, int index) {
-    return step.tagValues[2 * index + 1];
+    return V::kTagNamePrefix + std::to_string(step.pairTag(index));
 }
 
 std::string join(const std::vector<std::string>& parts, const char* separator) {
@@ -54,14 +29,31 @@ std::string join(const std::vector<std::string>& parts, const char* separator) {
 // "top_app 10, boost -20": the levels of a scheduling step.
 std::string levelsText(const Action& step) {
     std::vector<std::string> parts;
+    parts.reserve(static_cast<size_t>(step.tagPairCount()));
     for (int i = 0; i < step.tagPairCount(); ++i) {
-        parts.push_back(paramName(step, i) + " " + std::to_string(valueAt(step, i)));
+        parts.push_back(paramName(step, i) + " " + std::to_string(step.pairValue(i)));
     }
     return join(parts, ", ");
 }
 
 const char kDefaultsFail[] =
     "start-up fails (init answers 3 after \"init default group sched level failed!\")";
+
+// "1, 2, 4, 5, 7, 8": the tags an event may set, floor before ceiling.
+std::string eventFreqTagsText() {
+    std::vector<std::string> tags;
+    for (const V::FloorAndCeiling& pair : V::kFreqLimitPairs) {
+        tags.push_back(std::to_string(pair.floor));
+        tags.push_back(std::to_string(pair.ceiling));
+    }
+    return join(tags, ", ");
+}
+
+// "-20, -10, ..., 40": the level ladder.
+std::string ladderText() {
+    return std::to_string(V::kSchedLadder[0]) + ", " + std::to_string(V::kSchedLadder[1]) +
+           ", ..., " + std::to_string(V::kSchedLadder[V::kSchedLadderSize - 1]);
+}
 }  // namespace
 
 CommandRules::CommandRules(BriskServer& priorities, std::map<int, int> builtInPriorities,
@@ -69,11 +61,11 @@ CommandRules::CommandRules(BriskServer& priorities, std::map<int, int> builtInPr
     : mPriorities(priorities), mBuiltIn(std::move(builtInPriorities)), mHmpDefaults(hmpDefaults) {}
 
 std::string CommandRules::pairText(const Action& step, int index) {
-    std::string text = paramName(step, index) + "(" + std::to_string(tagAt(step, index)) + ")=";
-    if (tagAt(step, index) == ConfigVocabulary::kPlatformItemTag && index < step.keyPairCount()) {
-        return text + step.keyValues[2 * index + 1];
+    std::string text = paramName(step, index) + "(" + std::to_string(step.pairTag(index)) + ")=";
+    if (step.pairTag(index) == V::kPlatformItemTag && index < step.keyPairCount()) {
+        return text + step.pairText(index);
     }
-    return text + std::to_string(valueAt(step, index));
+    return text + std::to_string(step.pairValue(index));
 }
 
 bool CommandRules::isHmpDefaults(const CheckedCommand* defaults) {
@@ -81,45 +73,52 @@ bool CommandRules::isHmpDefaults(const CheckedCommand* defaults) {
         return false;
     }
     const Action& step = defaults->steps.front();
-    return step.duration == 0 && step.tagPairCount() == 1 && tagAt(step, 0) == BRISK_TAG_GROUP_HMP;
+    return step.duration == 0 && step.tagPairCount() == 1 && step.pairTag(0) == BRISK_TAG_GROUP_HMP;
 }
 
 std::string CommandRules::apply(const CheckedCommand& command, CheckReport& report) {
     const int id = command.id;
-    if (id == BriskServer::kProbeCmdId) {
-        return probe(command, report);
-    }
-    if (id == BriskServer::kDefaultGroupCmdId) {
+    if (id == V::kDefaultGroupCmdId) {
         return defaults(command, report);
     }
-    if (id == BriskServer::kClientRestartCmdId || id == BriskServer::kFreqReportSwitchCmdId) {
-        const char* what = id == BriskServer::kClientRestartCmdId ? "the client restart notice"
-                                                                  : "the frequency-report switch";
-        report.warning(id, command.line,
-                       std::string("never read: the service handles ") + std::to_string(id) + " (" +
-                           what + ") itself, without its configuration");
-        return std::string("not read: ") + what;
+    const int duration =
+        command.steps.empty() ? EventRouter::kNoStep : command.steps.front().duration;
+    switch (EventRouter::route(id, duration)) {
+        case Route::Probe:
+            return probe(command, report);
+        case Route::RestartNotice:
+        case Route::ReportSwitch: {
+            const char* what = id == V::kClientRestartCmdId ? "the client restart notice"
+                                                            : "the frequency-report switch";
+            report.warning(id, command.line,
+                           std::string("never read: the service handles ") + std::to_string(id) +
+                               " (" + what + ") itself, without its configuration");
+            return std::string("not read: ") + what;
+        }
+        case Route::Scene:
+        case Route::GovernorScene:
+            return scene(command, report);
+        case Route::OnOff:
+            return onOff(command, report);
+        case Route::SchedEvent:
+            return schedEvent(command, report);
+        case Route::PlatformAction:
+            return "platform action, duration " + std::to_string(duration);
+        case Route::Ignored:
+            break;
     }
-    if (id > BriskServer::kFreqReportSwitchCmdId) {
-        report.warning(id, command.line,
-                       "never dispatched: events with ids above 20225 are ignored (result 0)");
-        return "ignored: ids above 20225 are never dispatched";
+    if (!EventRouter::readsStep(id)) {
+        const std::string last = std::to_string(V::kFreqReportSwitchCmdId);
+        report.warning(
+            id, command.line,
+            "never dispatched: events with ids above " + last + " are ignored (result 0)");
+        return "ignored: ids above " + last + " are never dispatched";
     }
     if (command.steps.empty()) {
         return "ignored: no step, every event answers 0 and does nothing";
     }
-    const Action& first = command.steps.front();
-    if (first.duration < 0) {
-        return "ignored: duration " + std::to_string(first.duration) +
-               ", every event answers 0 and does nothing";
-    }
-    if (inRange(id, BriskServer::kSceneFirstCmdId, BriskServer::kSceneLastCmdId)) {
-        return scene(command, report);
-    }
-    if (inRange(id, BriskServer::kOnOffFirstCmdId, BriskServer::kOnOffLastCmdId)) {
-        return onOff(command, report);
-    }
-    return plain(command, report);
+    return "ignored: duration " + std::to_string(duration) +
+           ", every event answers 0 and does nothing";
 }
 
 std::string CommandRules::probe(const CheckedCommand& command, CheckReport& report) {
@@ -132,11 +131,12 @@ std::string CommandRules::probe(const CheckedCommand& command, CheckReport& repo
     const Action& first = command.steps.front();
     std::string role =
         "probe: each boosted thread gets step 1 with payload 0, each unboosted one with -1";
-    if (first.duration > kProbeDurationCap) {
+    if (first.duration > V::kProbeDurationCap) {
+        const std::string cap = std::to_string(V::kProbeDurationCap);
         report.warning(command.id, command.line,
-                       "duration " + std::to_string(first.duration) +
-                           " is capped at 100 when the probe handler is built");
-        role += " (duration capped at 100)";
+                       "duration " + std::to_string(first.duration) + " is capped at " + cap +
+                           " when the probe handler is built");
+        role += " (duration capped at " + cap + ")";
     }
     return role;
 }
@@ -167,9 +167,10 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
         return "defaults: refused";
     }
     for (int i = 0; i < n; ++i) {
-        int tag = tagAt(step, i);
-        bool allowed = n == 1 ? tag == BRISK_TAG_GROUP_HMP
-                              : inRange(tag, BRISK_TAG_EAS_GROUP_FIRST, BRISK_TAG_EAS_GROUP_LAST);
+        int tag = step.pairTag(i);
+        bool allowed = n == 1
+                           ? tag == BRISK_TAG_GROUP_HMP
+                           : V::inRange(tag, BRISK_TAG_EAS_GROUP_FIRST, BRISK_TAG_EAS_GROUP_LAST);
         if (!allowed) {
             std::string need = n == 1 ? "a single default pair must be hmp (tag 50)"
                                       : "eight default pairs must be the EAS groups 51..58";
@@ -180,29 +181,30 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
     }
     std::set<int> seen;
     for (int i = 0; i < n; ++i) {
-        if (!seen.insert(tagAt(step, i)).second) {
+        if (!seen.insert(step.pairTag(i)).second) {
             report.warning(id, command.line,
                            paramName(step, i) +
                                " is given twice: the later level wins and a group is left "
                                "without a default (level 0)");
         }
-        if (!isOnLadder(valueAt(step, i))) {
+        if (!V::isOnSchedLadder(step.pairValue(i))) {
             report.warning(id, command.line,
-                           "level " + std::to_string(valueAt(step, i)) + " of " +
-                               paramName(step, i) +
-                               " is not on the ladder -20, -10, ..., 40: it is stored as it "
-                               "stands, and a client's step from it restarts at -20");
+                           "level " + std::to_string(step.pairValue(i)) + " of " +
+                               paramName(step, i) + " is not on the ladder " + ladderText() +
+                               ": it is stored as it stands, and a client's step from it "
+                               "restarts at " +
+                               std::to_string(V::kSchedLadder[0]));
         }
     }
     if (n == 1) {
-        return "defaults: the hmp group at " + std::to_string(valueAt(step, 0));
+        return "defaults: the hmp group at " + std::to_string(step.pairValue(0));
     }
     return "defaults: eight EAS groups: " + levelsText(step);
 }
 
 std::string CommandRules::scene(const CheckedCommand& command, CheckReport& report) {
     const int id = command.id;
-    const bool governor = id >= BriskServer::kGovernorFirstCmdId;
+    const bool governor = V::isGovernorCmdId(id);
     Action first = command.steps.front();
     const bool read = first.tagCount >= 1;
     int configured = 0;
@@ -210,11 +212,12 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
         configured =
             governor ? mPriorities.getInterPriority(&first) : mPriorities.getPriority(&first);
     }
-    const bool valid = inRange(configured, BriskServer::kMinPriority, BriskServer::kMaxPriority);
+    const bool valid = V::isUsablePriority(configured);
     std::string kind = governor ? "governor scene" : "scene";
     std::string beside = governor ? " (applied beside scene 4119 while 4119 is applied)" : "";
 
-    if (id > kLastLoadedSceneCmdId) {
+    // initPriorityMap stops one short of the last scene id.
+    if (id == V::kSceneLastCmdId) {
         report.error(id, command.line,
                      "the priority of scene " + std::to_string(id) +
                          " is never loaded at start-up: every begin and end is refused with -1 "
@@ -226,8 +229,8 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
     }
     bool written = false;
     for (int i = 0; i < first.tagPairCount(); ++i) {
-        written = written || (governor ? paramName(first, i) == "priority"
-                                       : tagAt(first, i) == BriskServer::kPriorityTag);
+        written = written || (governor ? paramName(first, i) == V::kPriorityKey
+                                       : first.pairTag(i) == V::kPriorityTag);
     }
     auto builtIn = mBuiltIn.find(id);
     const bool hasBuiltIn = builtIn != mBuiltIn.end();
@@ -264,16 +267,16 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
     std::map<int, int> last;  // tag -> value, the last occurrence wins
     const int n = step.tagPairCount();
     for (int i = 0; i < n; ++i) {
-        int tag = tagAt(step, i);
-        int value = valueAt(step, i);
+        int tag = step.pairTag(i);
+        int value = step.pairValue(i);
         if (value < 1) {
             belowOne.push_back(pairText(step, i));
         }
-        if (tag == ConfigVocabulary::kPlatformItemTag) {
+        if (tag == V::kPlatformItemTag) {
             items.push_back(paramName(step, i));
             continue;
         }
-        if (!isEventFreqTag(tag)) {
+        if (!V::isEventFreqTag(tag)) {
             refusedTags.push_back(pairText(step, i));
         }
         last[tag] = value;
@@ -288,26 +291,24 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
     }
     if (!refusedTags.empty()) {
         report.error(id, command.line,
-                     join(refusedTags, ", ") +
-                         ": the frequency path takes only tags 1, 2, 4, 5, 7, 8 (and 10 for "
-                         "platform items); " +
-                         refused + " (\"invalid tag\")");
+                     join(refusedTags, ", ") + ": the frequency path takes only tags " +
+                         eventFreqTagsText() + " (and " + std::to_string(V::kPlatformItemTag) +
+                         " for platform items); " + refused + " (\"invalid tag\")");
     }
-    if (freqs.size() > static_cast<size_t>(BriskServer::kMaxOnOffPairs)) {
+    if (freqs.size() > static_cast<size_t>(V::kMaxOnOffPairs)) {
         report.error(id, command.line,
-                     std::to_string(freqs.size()) +
-                         " frequency pairs: at most 43 fit in one step; " + refused);
+                     std::to_string(freqs.size()) + " frequency pairs: at most " +
+                         std::to_string(V::kMaxOnOffPairs) + " fit in one step; " + refused);
     }
-    const int floorCeiling[3][2] = {{1, 2}, {4, 5}, {7, 8}};
-    for (const auto& pair : floorCeiling) {
-        auto floor = last.find(pair[0]);
-        auto ceiling = last.find(pair[1]);
+    for (const V::FloorAndCeiling& pair : V::kFreqLimitPairs) {
+        auto floor = last.find(pair.floor);
+        auto ceiling = last.find(pair.ceiling);
         if (floor != last.end() && ceiling != last.end() && floor->second >= 1 &&
             ceiling->second >= 1 && floor->second > ceiling->second) {
             report.error(id, command.line,
                          std::string("floor ") + std::to_string(floor->second) + " above ceiling " +
-                             std::to_string(ceiling->second) + " (tags " + std::to_string(pair[0]) +
-                             ", " + std::to_string(pair[1]) +
+                             std::to_string(ceiling->second) + " (tags " +
+                             std::to_string(pair.floor) + ", " + std::to_string(pair.ceiling) +
                              "): every begin is refused with -1 (\"freq is invalid(min > freq)\")");
         }
     }
@@ -329,14 +330,6 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
     return role;
 }
 
-std::string CommandRules::plain(const CheckedCommand& command, CheckReport& report) {
-    const Action& step = command.steps.front();
-    if (step.duration > 0) {
-        return "platform action, duration " + std::to_string(step.duration);
-    }
-    return schedEvent(command, report);
-}
-
 std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport& report) {
     const int id = command.id;
     const Action& step = command.steps.front();
@@ -351,7 +344,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         return "scheduling event: refused";
     }
     for (int i = 0; i < n; ++i) {
-        if (!isGroupTag(tagAt(step, i))) {
+        if (!V::isGroupTag(step.pairTag(i))) {
             report.error(id, command.line,
                          pairText(step, i) +
                              " is no scheduling group (tags 50..58); a step without duration is a "
@@ -361,7 +354,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         }
     }
     for (int i = 0; i < n; ++i) {
-        int tag = tagAt(step, i);
+        int tag = step.pairTag(i);
         bool active = mHmpDefaults ? tag == BRISK_TAG_GROUP_HMP : tag != BRISK_TAG_GROUP_HMP;
         if (!active) {
             report.warning(id, command.line,
@@ -372,9 +365,9 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         }
     }
     std::string kind = "scheduling event";
-    if (id == BRISK_CMD_MOSS_SCHED_COND) {
+    if (id == V::kMossSchedCondCmdId) {
         kind = "MOSS scheduling event (sets a group only while it holds its base level)";
-    } else if (id == BRISK_CMD_MOSS_SCHED_BASE) {
+    } else if (id == V::kMossSchedBaseCmdId) {
         kind = "MOSS scheduling event (the first one also saves the base levels)";
     }
     return kind + ": " + levelsText(step);

@@ -43,7 +43,6 @@ private:
     std::string probe(const CheckedCommand& command, CheckReport& report);
     std::string scene(const CheckedCommand& command, CheckReport& report);
     std::string onOff(const CheckedCommand& command, CheckReport& report);
-    std::string plain(const CheckedCommand& command, CheckReport& report);
     std::string schedEvent(const CheckedCommand& command, CheckReport& report);
 
     BriskServer& mPriorities;

@@ -5,18 +5,13 @@
 #include <set>
 
 #include "config/BriskLoadXml.h"
+#include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
-#include "platform/ConfigVocabulary.h"
 #include "platform/sim/LinuxLoadXml.h"
 #include "tools/brisk-sim/SimServer.h"
 #include "tools/brisk-sim/TranscriptHooks.h"
 
 namespace {
-const char kDuration[] = "duration";
-// Every tag the configuration language names.
-const int kNamedTags[] = {1,   2,  4,  5,  7,  8,  17, 18, 19, 20,
-                          101, 50, 51, 52, 53, 54, 55, 56, 57, 58};
-
 bool isHexId(const std::string& text) {
     size_t i = text.find_first_not_of(" \t\r\n");
     return i != std::string::npos && text.compare(i, 2, "0x") == 0;
@@ -59,9 +54,9 @@ std::string ConfigChecker::suggestName(const std::string& name) {
     if (name.size() > kLongestName) {
         return std::string();
     }
-    std::vector<std::string> known = {kDuration};
-    for (int tag : kNamedTags) {
-        known.emplace_back(ConfigVocabulary::nameForTag(tag));
+    std::vector<std::string> known = {Vocabulary::kDurationKey};
+    for (const std::string& tagName : Vocabulary::tagNames()) {
+        known.push_back(tagName);
     }
     // Short names are close to too many others: allow one edit below eight letters.
     const size_t kShortName = 8;
@@ -198,7 +193,7 @@ void ConfigChecker::checkRaw() {
         }
         firstLine[raw.id] = raw.line;
         int strict = 0;
-        if (!ConfigVocabulary::parseInt(raw.idText, &strict) && !isHexId(raw.idText)) {
+        if (!Vocabulary::parseInt(raw.idText, &strict) && !isHexId(raw.idText)) {
             mReport.warning(raw.id, raw.line,
                             "id \"" + raw.idText + "\" is read as " + std::to_string(raw.id));
         }
@@ -230,9 +225,9 @@ void ConfigChecker::checkRawSteps(const RawConfigReader::Command& raw, int id) {
             }
             int tag = 0;
             bool isNumber =
-                param.name == kDuration || ConfigVocabulary::tagForName(param.name, &tag);
+                param.name == Vocabulary::kDurationKey || Vocabulary::tagForName(param.name, &tag);
             int value = 0;
-            if (isNumber && !ConfigVocabulary::parseInt(param.text, &value)) {
+            if (isNumber && !Vocabulary::parseInt(param.text, &value)) {
                 mReport.error(id, param.line,
                               label + param.name + " \"" + param.text +
                                   "\" is not a decimal int32: the whole step is dropped");
@@ -269,16 +264,16 @@ void ConfigChecker::checkRawSteps(const RawConfigReader::Command& raw, int id) {
 
 void ConfigChecker::checkRules(FILE* out) {
     const CheckedCommand* defaults = nullptr;
-    auto found = mCommands.find(BriskServer::kDefaultGroupCmdId);
+    auto found = mCommands.find(Vocabulary::kDefaultGroupCmdId);
     if (found != mCommands.end()) {
         defaults = &found->second.command;
     } else {
-        mReport.error(BriskServer::kDefaultGroupCmdId, 0,
+        mReport.error(Vocabulary::kDefaultGroupCmdId, 0,
                       "the default groups command is missing: start-up fails (init answers 2 "
                       "after \"init default group sched level failed!\")");
     }
-    if (mCommands.count(BriskServer::kProbeCmdId) == 0) {
-        mReport.error(BriskServer::kProbeCmdId, 0,
+    if (mCommands.count(Vocabulary::kProbeCmdId) == 0) {
+        mReport.error(Vocabulary::kProbeCmdId, 0,
                       "the probe command is missing: start-up stops there (init answers 4), "
                       "probe events answer 4 and no scene priority is loaded from the file");
     }

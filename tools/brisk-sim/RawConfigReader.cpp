@@ -3,6 +3,7 @@
 #include <tinyxml2.h>
 
 #include "config/BriskLoadXml.h"
+#include "config/XmlAttributeScan.h"
 
 namespace {
 const char kPolicy[] = "policy";
@@ -21,6 +22,13 @@ bool RawConfigReader::read(const std::string& path) {
     mCommands.clear();
     mIgnoredPolicyLines.clear();
     mError.clear();
+    int line = 0;
+    if (!XmlAttributeScan::fileWithinLimit(path.c_str(), BriskLoadXml::kMaxAttributesPerElement,
+                                           &line)) {
+        mError = "the element at line " + std::to_string(line) + " has more than " +
+                 std::to_string(BriskLoadXml::kMaxAttributesPerElement) + " attributes";
+        return false;
+    }
     tinyxml2::XMLDocument doc(true);
     if (doc.LoadFile(path.c_str()) != tinyxml2::XML_SUCCESS) {
         mError = std::string("it cannot be read as XML: ") + doc.ErrorName();

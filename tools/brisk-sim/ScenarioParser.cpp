@@ -1,9 +1,8 @@
 #include "tools/brisk-sim/ScenarioParser.h"
 
-#include <cerrno>
-#include <cstdlib>
+#include <climits>
 
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 
 namespace {
 using Kind = ScenarioCommand::Kind;
@@ -17,12 +16,6 @@ const KindName kKinds[] = {
     {"event", Kind::Event},   {"set", Kind::Set},     {"get", Kind::Get},
     {"dump", Kind::Dump},     {"sleep", Kind::Sleep}, {"version", Kind::Version},
 };
-
-struct ClientName {
-    const char* name;
-    int id;
-};
-const ClientName kClients[] = {{"DUSK", 1}, {"FERN", 2}, {"MOSS", 3}};
 
 const char kMsgOption[] = "msg=";
 const char kLenOption[] = "len=";
@@ -38,12 +31,8 @@ std::string quoted(const std::string& text) {
 
 // A whole unsigned decimal number up to 4294967295, without sign or blanks.
 bool parseUnsigned(const std::string& text, unsigned int* value) {
-    if (text.empty() || text.size() > 10 ||
-        text.find_first_not_of("0123456789") != std::string::npos) {
-        return false;
-    }
-    unsigned long long parsed = strtoull(text.c_str(), nullptr, 10);
-    if (parsed > 4294967295ULL) {
+    long long parsed = 0;
+    if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, 0, UINT_MAX, &parsed)) {
         return false;
     }
     *value = static_cast<unsigned int>(parsed);
@@ -97,14 +86,8 @@ bool ScenarioParser::parse(const std::vector<std::string>& tokens, ScenarioComma
                 *error = "set needs a client (a number or DUSK, FERN, MOSS)";
                 return false;
             }
-            bool named = false;
-            for (const ClientName& client : kClients) {
-                if (tokens[1] == client.name) {
-                    command->clientId = client.id;
-                    named = true;
-                }
-            }
-            if (!named && !ConfigVocabulary::parseInt(tokens[1], &command->clientId)) {
+            if (!Vocabulary::clientForName(tokens[1], &command->clientId) &&
+                !Vocabulary::parseInt(tokens[1], &command->clientId)) {
                 *error = "unknown client " + quoted(tokens[1]) + " (a number or DUSK, FERN, MOSS)";
                 return false;
             }
@@ -130,7 +113,7 @@ bool ScenarioParser::parse(const std::vector<std::string>& tokens, ScenarioComma
         }
         case Kind::Sleep: {
             int ms = -1;
-            if (tokens.size() != 2 || !ConfigVocabulary::parseInt(tokens[1], &ms) || ms < 0 ||
+            if (tokens.size() != 2 || !Vocabulary::parseInt(tokens[1], &ms) || ms < 0 ||
                 ms > kMaxSleepMs) {
                 *error =
                     "sleep needs one number of milliseconds, 0 to " + std::to_string(kMaxSleepMs);
@@ -145,7 +128,7 @@ bool ScenarioParser::parse(const std::vector<std::string>& tokens, ScenarioComma
 }
 
 bool ScenarioParser::parseTag(const std::string& text, int* tag, std::string* error) {
-    if (ConfigVocabulary::parseInt(text, tag) || ConfigVocabulary::tagForName(text, tag)) {
+    if (Vocabulary::parseInt(text, tag) || Vocabulary::tagForName(text, tag)) {
         return true;
     }
     *error = "unknown tag " + quoted(text) +
@@ -155,7 +138,7 @@ bool ScenarioParser::parseTag(const std::string& text, int* tag, std::string* er
 
 bool ScenarioParser::parseValue(const std::string& text, const char* what, int* value,
                                 std::string* error) {
-    if (ConfigVocabulary::parseInt(text, value)) {
+    if (Vocabulary::parseInt(text, value)) {
         return true;
     }
     *error = std::string(what) + " " + quoted(text) + " is not a decimal int32";

@@ -9,18 +9,13 @@
 class SimServer : public BriskServer {
 public:
     SimServer() = default;
-    // Stops the probe thread before the server's own destructor runs.
+    // Stops the probe worker (without touching the platform again) before the
+    // server's own destructor runs, so that nothing reaches the transcript later.
     ~SimServer() override;
 
     // True once init has built the platform and kept it (also when init then
     // failed at the probe command): a second init would leak what the first built.
     bool isBuilt() const { return mPlatPtr != nullptr; }
-
-    // The service never stops its probe thread, and the thread keeps reading the
-    // handler and the platform; a host that deletes the server must stop it first.
-    // Asks the thread to exit, wakes it until it has, and returns; a thread that
-    // has not started, or no thread at all, is left alone.
-    void stopProbeThread();
 
     // The scene priorities as the service holds them (after construction: the
     // built-in ones).

@@ -1,8 +1,6 @@
 #include "tools/briskctl/CtlCommandLine.h"
 
-#include <strings.h>
-
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 #include "tools/protocol/Protocol.h"
 
 namespace {
@@ -68,9 +66,9 @@ bool isHelp(const std::string& arg) {
     return arg == "--help" || arg == "-h";
 }
 
+// Command-line numbers: an optional sign, no blanks.
 bool parseInt(const std::string& text, int* value) {
-    return !text.empty() && text.find_first_of(" \t\r\n") == std::string::npos &&
-           ConfigVocabulary::parseInt(text, value);
+    return Vocabulary::parseInt(text, value, Vocabulary::NumberForm::Signed);
 }
 
 bool parseEvent(const std::vector<std::string>& args, size_t i, Request* request,
@@ -105,10 +103,6 @@ bool parseEvent(const std::vector<std::string>& args, size_t i, Request* request
     }
     if (!haveCmd) {
         *error = "event needs a command id";
-        return false;
-    }
-    if (request->msg.size() > Protocol::kMaxTextSize) {
-        *error = "--msg is longer than 4096 bytes";
         return false;
     }
     return true;
@@ -161,18 +155,12 @@ bool parseGet(const std::vector<std::string>& args, size_t i, Request* request,
     return true;
 }
 
-bool parseDump(const std::vector<std::string>& args, size_t i, Request* request,
-               std::string* error) {
+void parseDump(const std::vector<std::string>& args, size_t i, Request* request) {
     request->type = RequestType::Dump;
     if (i < args.size() && args[i] == "--") {
         ++i;
     }
     request->args.assign(args.begin() + static_cast<long>(i), args.end());
-    if (request->args.size() > Protocol::kMaxDumpArgs) {
-        *error = "too many dump arguments";
-        return false;
-    }
-    return true;
 }
 }  // namespace
 
@@ -200,18 +188,11 @@ const char* CtlCommandLine::commandHelp(const std::string& command) {
 }
 
 bool CtlCommandLine::parseClient(const std::string& text, int* clientId) {
-    static const char* const kNames[] = {"DUSK", "FERN", "MOSS"};
-    for (int i = 0; i < 3; ++i) {
-        if (strcasecmp(text.c_str(), kNames[i]) == 0) {
-            *clientId = i + 1;
-            return true;
-        }
-    }
-    return parseInt(text, clientId);
+    return Vocabulary::clientForName(text, clientId) || parseInt(text, clientId);
 }
 
 bool CtlCommandLine::parseTag(const std::string& text, int* tag) {
-    return ConfigVocabulary::tagForName(text, tag) || parseInt(text, tag);
+    return Vocabulary::tagForName(text, tag) || parseInt(text, tag);
 }
 
 CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
@@ -264,7 +245,7 @@ CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
     } else if (line.command == "get") {
         ok = parseGet(args, i, &line.request, &error);
     } else if (line.command == "dump") {
-        ok = parseDump(args, i, &line.request, &error);
+        parseDump(args, i, &line.request);
     } else {
         line.request.type = RequestType::Version;
         ok = i == args.size();
@@ -272,6 +253,10 @@ CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
     }
     if (!ok) {
         return fail(line.command + ": " + error);
+    }
+    // The daemon would refuse an oversize request after a round trip; say so now.
+    if (!line.request.checkLimits(&error)) {
+        return fail(line.command + ": " + error + "; nothing was sent");
     }
     return line;
 }

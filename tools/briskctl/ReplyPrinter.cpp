@@ -1,6 +1,6 @@
 #include "tools/briskctl/ReplyPrinter.h"
 
-#include "platform/ConfigVocabulary.h"
+#include "config/Vocabulary.h"
 
 int ReplyPrinter::print(const Request& request, const Reply& reply, FILE* out, FILE* err) {
     if (reply.status != Status::Ok) {
@@ -22,7 +22,7 @@ int ReplyPrinter::print(const Request& request, const Reply& reply, FILE* out, F
             fprintf(out, "result %d\n", reply.result);
             if (reply.result == 0) {
                 for (size_t i = 0; i < request.tags.size() && i < reply.values.size(); ++i) {
-                    const char* name = ConfigVocabulary::nameForTag(request.tags[i]);
+                    const char* name = Vocabulary::nameForTag(request.tags[i]);
                     if (name != nullptr) {
                         fprintf(out, "%s %d\n", name, reply.values[i]);
                     } else {

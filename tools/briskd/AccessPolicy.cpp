@@ -4,11 +4,11 @@
 #include <pwd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
+
+#include "config/Vocabulary.h"
 
 namespace {
 struct RightInfo {
@@ -24,23 +24,21 @@ const RightInfo kRights[AccessPolicy::kRightCount] = {
     {AccessPolicy::Right::Moss, "moss", "act as MOSS"},
     {AccessPolicy::Right::Get, "get", "read values"},
     {AccessPolicy::Right::Dump, "dump", "read the dump"},
+    {AccessPolicy::Right::Admin, "admin", "act as a client other than DUSK, FERN and MOSS"},
+    {AccessPolicy::Right::ProbeAny, "probe_any", "boost threads of other processes"},
 };
 
 // Longest policy line read; anything longer is an error.
 constexpr size_t kMaxLine = 4096;
 
 bool parseId(const std::string& text, unsigned long* id) {
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
-        text.size() > 10) {
-        return false;
-    }
-    errno = 0;
-    unsigned long value = strtoul(text.c_str(), nullptr, 10);
     // (uid_t) -1 means "no id" to the kernel; it is never a real peer.
-    if (errno != 0 || value >= UINT_MAX) {
+    long long value = 0;
+    if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, 0, UINT_MAX - 1LL,
+                                  &value)) {
         return false;
     }
-    *id = value;
+    *id = static_cast<unsigned long>(value);
     return true;
 }
 
@@ -106,16 +104,19 @@ const char* AccessPolicy::rightAction(Right right) {
     return kRights[static_cast<size_t>(right)].action;
 }
 
-AccessPolicy::Right AccessPolicy::rightForClient(int clientId) {
+AccessPolicy::Right AccessPolicy::rightForSet(int clientId, const std::vector<int32_t>& tags) {
     switch (clientId) {
-        case 1:
+        case FREQ_CLIENT_DUSK:
             return Right::Dusk;
-        case 2:
+        case FREQ_CLIENT_FERN:
             return Right::Fern;
-        case 3:
+        case FREQ_CLIENT_MOSS:
             return Right::Moss;
+        case FREQ_CLIENT_CONTROL:
+            return tags.size() == 1 && tags[0] == BRISK_TAG_FREQ_INFO_UPLOAD ? Right::Event
+                                                                             : Right::Admin;
         default:
-            return Right::Event;
+            return Right::Admin;
     }
 }
 
@@ -162,7 +163,11 @@ bool AccessPolicy::addRule(const std::string& right, const std::string& subjects
                            std::string* error) {
     Right which;
     if (!rightFromName(right, &which)) {
-        *error = "unknown right '" + right + "' (expected event, dusk, fern, moss, get or dump)";
+        std::string names;
+        for (const RightInfo& info : kRights) {
+            names += names.empty() ? info.name : std::string(", ") + info.name;
+        }
+        *error = "unknown right '" + right + "' (expected one of " + names + ")";
         return false;
     }
     std::vector<std::string> words = splitSubjects(subjects);
@@ -225,8 +230,12 @@ bool AccessPolicy::loadFile(const std::string& path, std::string* error) {
     return true;
 }
 
+bool AccessPolicy::isPrivileged(const PeerCredentials& peer) const {
+    return peer.uid == 0 || peer.uid == mOwner;
+}
+
 bool AccessPolicy::allows(const PeerCredentials& peer, Right right) const {
-    if (peer.uid == 0 || peer.uid == mOwner) {
+    if (isPrivileged(peer)) {
         return true;
     }
     const Grants& grants = mGrants[static_cast<size_t>(right)];

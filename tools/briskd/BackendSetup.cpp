@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/PlatformSelector.h"
+#include "platform/select/PlatformSelector.h"
 
 LinuxBackendSettings BackendSetup::settings(const DaemonOptions& options) {
     LinuxBackendSettings settings;

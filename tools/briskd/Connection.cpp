@@ -15,11 +15,12 @@ void Connection::serve() {
     // answered, and the connection closes.
     while (serveOne() && !stopped()) {
     }
+    shutdown(mSocket.get(), SHUT_RDWR);
 }
 
 bool Connection::stopped() const {
-    pollfd stop{mStopFd, POLLIN, 0};
-    return mStopFd >= 0 && poll(&stop, 1, 0) > 0;
+    pollfd stop{mContext.stopFd, POLLIN, 0};
+    return mContext.stopFd >= 0 && poll(&stop, 1, 0) > 0;
 }
 
 bool Connection::reply(uint16_t requestType, const Reply& reply) {
@@ -32,7 +33,7 @@ bool Connection::serveOne() {
     std::vector<uint8_t> body;
     std::vector<UniqueFd> fds;
     FrameChannel::ReadResult result =
-        mChannel.readFrame(&header, &body, &fds, Protocol::kMaxBodySize, mStopFd);
+        mChannel.readFrame(&header, &body, &fds, Protocol::kMaxBodySize, mContext.stopFd);
     switch (result) {
         case FrameChannel::ReadResult::Frame:
             break;
@@ -62,15 +63,26 @@ bool Connection::serveOne() {
                         FrameChannel::resultName(result));
             return false;
     }
-    if (!isKnownRequestType(header.type)) {
+    const bool known = isKnownRequestType(header.type);
+    const RequestType type = static_cast<RequestType>(header.type);
+    Request request;
+    std::string error;
+    const bool decoded = known && Request::decodeBody(type, body, &request, &error);
+    if (!decoded) {
+        request = Request();
+    }
+    // Every frame counts against the rates, also one that is refused (a request
+    // that could not be decoded counts as one).
+    std::string refusal;
+    if (!mPrivileged && !mContext.rates.admit(mPeer, mBucket, request, &refusal)) {
+        return reply(header.type, Reply::error(Status::Busy, refusal));
+    }
+    if (!known) {
         return reply(header.type,
                      Reply::error(Status::UnknownRequest,
                                   "unknown request type " + std::to_string(header.type)));
     }
-    RequestType type = static_cast<RequestType>(header.type);
-    Request request;
-    std::string error;
-    if (!Request::decodeBody(type, body, &request, &error)) {
+    if (!decoded) {
         return reply(header.type, Reply::error(Status::BadRequest, error));
     }
     if (type == RequestType::Dump && fds.size() != 1) {
@@ -79,16 +91,15 @@ bool Connection::serveOne() {
                                   "dump: pass exactly one output descriptor with the request"));
     }
     int dumpFd = type == RequestType::Dump ? fds[0].get() : -1;
-    Reply answer = mHandler.handle(request, mPeer, dumpFd);
+    Reply answer = mContext.handler.handle(request, mPeer, dumpFd);
     // The daemon's copies of passed descriptors are closed before the reply goes
     // out, so that a client reading its pipe to the end sees it end.
     fds.clear();
     return reply(header.type, answer);
 }
 
-void Connection::refuseBusy(int socketFd, size_t limit) {
-    Reply busy = Reply::error(
-        Status::Busy, "too many clients (limit " + std::to_string(limit) + "); try again later");
+void Connection::refuseBusy(const std::string& message) {
+    Reply busy = Reply::error(Status::Busy, message);
     FrameHeader header;
     header.type = Protocol::kReplyFlag;
     std::vector<uint8_t> body = busy.encodeBody();
@@ -97,5 +108,5 @@ void Connection::refuseBusy(int socketFd, size_t limit) {
     header.encode(frame.data());
     frame.insert(frame.end(), body.begin(), body.end());
     // A fresh socket's buffer is empty: the small frame fits, or is dropped.
-    (void)send(socketFd, frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    (void)send(mSocket.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
 }

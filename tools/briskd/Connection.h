@@ -1,27 +1,49 @@
 #pragma once
 
+#include <string>
+
 #include "tools/briskd/PeerCredentials.h"
+#include "tools/briskd/RateLimits.h"
 #include "tools/briskd/RequestHandler.h"
+#include "tools/briskd/TokenBucket.h"
 #include "tools/protocol/FrameChannel.h"
 #include "tools/protocol/UniqueFd.h"
 
+// What all connections share.
+struct ConnectionContext {
+    RequestHandler& handler;
+    RateLimits& rates;
+    int timeoutMs;
+    int stopFd;  // readable once the daemon stops
+};
+
 // One client connection: reads requests one after another, hands them to the
 // handler and writes the replies, until the client leaves, breaks the protocol,
-// stays silent (or stops reading) past the timeout, or the daemon stops.
+// stays silent (or stops reading) past the timeout, or the daemon stops. The
+// requests of a peer that is not privileged (root or the daemon's user) are held
+// to the rate limits.
 class Connection {
 public:
-    Connection(UniqueFd socket, const PeerCredentials& peer, RequestHandler& handler, int timeoutMs,
-               int stopFd)
+    Connection(UniqueFd socket, const PeerCredentials& peer, bool privileged,
+               const ConnectionContext& context)
         : mSocket(std::move(socket)),
           mPeer(peer),
-          mHandler(handler),
-          mChannel(mSocket.get(), timeoutMs),
-          mStopFd(stopFd) {}
+          mPrivileged(privileged),
+          mContext(context),
+          mChannel(mSocket.get(), context.timeoutMs),
+          mBucket(context.rates.connectionBucket()) {}
 
+    // Serves the connection to its end, then shuts the socket down: the client
+    // sees the end at once, while the descriptor stays open until the
+    // connection is destroyed.
     void serve();
 
-    // Tells a client that the daemon cannot take its connection now; never blocks.
-    static void refuseBusy(int socketFd, size_t limit);
+    const PeerCredentials& peer() const { return mPeer; }
+    int socketFd() const { return mSocket.get(); }
+
+    // Tells the client that the daemon cannot take its connection now, before
+    // any request is read; never blocks.
+    void refuseBusy(const std::string& message);
 
 private:
     // Serves one frame; false when the connection is to be closed.
@@ -31,7 +53,8 @@ private:
 
     UniqueFd mSocket;
     PeerCredentials mPeer;
-    RequestHandler& mHandler;
+    bool mPrivileged;
+    ConnectionContext mContext;
     FrameChannel mChannel;
-    int mStopFd;
+    TokenBucket mBucket;
 };

@@ -28,7 +28,6 @@ constexpr int kBacklog = 64;
 constexpr size_t kMaxConfigPath = 127;
 // After running out of descriptors, the accept loop pauses this long.
 constexpr int kAcceptBackoffMs = 100;
-constexpr std::chrono::seconds kBusyLogInterval(1);
 }  // namespace
 
 Daemon::Daemon(const DaemonOptions& options) : mOptions(options) {}
@@ -56,7 +55,13 @@ bool Daemon::setUpProcess() {
     sigdelset(&set, DumpWatchdog::signalNumber());
     mSignalFd.reset(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
     mStopFd.reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-    mPool = std::make_unique<ConnectionPool>(static_cast<size_t>(mOptions.maxClients));
+    ConnectionLimits limits;
+    limits.total = static_cast<size_t>(mOptions.maxClients);
+    limits.perUid = static_cast<size_t>(mOptions.maxPerUid);
+    limits.reserved = static_cast<size_t>(mOptions.reserved);
+    mPool = std::make_unique<ConnectionPool>(limits, mOptions.timeoutMs);
+    mRates = std::make_unique<RateLimits>(static_cast<unsigned>(mOptions.connectionRate),
+                                          static_cast<unsigned>(mOptions.uidRate));
     if (!mSignalFd.valid() || !mStopFd.valid() || !mPool->ok()) {
         BRISKD_LOGE("cannot create the daemon's descriptors: %s", strerror(errno));
         return false;
@@ -122,7 +127,7 @@ bool Daemon::startServer() {
         mServer = nullptr;
         return false;
     }
-    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicy, mProbes, mOptions.timeoutMs);
+    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicy, mOptions.timeoutMs);
     return true;
 }
 
@@ -140,34 +145,20 @@ void Daemon::acceptPending() {
         if (!PeerCredentials::read(client.get(), &peer)) {
             continue;
         }
-        int fd = client.get();
-        auto connection = std::make_shared<Connection>(std::move(client), peer, *mHandler,
-                                                       mOptions.timeoutMs, mStopFd.get());
-        if (!mPool->tryStart([connection]() { connection->serve(); })) {
-            Connection::refuseBusy(fd, mPool->limit());
-            noteBusyRefusal(peer);
-        }
+        const bool privileged = mPolicy.isPrivileged(peer);
+        ConnectionContext context{*mHandler, *mRates, mOptions.timeoutMs, mStopFd.get()};
+        mPool->admit(std::make_shared<Connection>(std::move(client), peer, privileged, context),
+                     privileged);
     }
-}
-
-void Daemon::noteBusyRefusal(const PeerCredentials& peer) {
-    // One line per second at most: a flood of connections must not flood the log.
-    auto now = std::chrono::steady_clock::now();
-    ++mBusyRefusals;
-    if (now - mLastBusyLog < kBusyLogInterval) {
-        return;
-    }
-    BRISKD_LOGW("%zu clients already connected: refused %ld connection(s), the last from %s",
-                mPool->limit(), mBusyRefusals, peer.describe().c_str());
-    mBusyRefusals = 0;
-    mLastBusyLog = now;
 }
 
 void Daemon::serveUntilSignalled() {
     for (;;) {
         pollfd fds[3] = {
             {mSignalFd.get(), POLLIN, 0}, {mPool->wakeFd(), POLLIN, 0}, {mListen.fd(), POLLIN, 0}};
-        if (poll(fds, 3, -1) < 0) {
+        // While connections wait for a place, the loop wakes when their time is up.
+        int ready = poll(fds, 3, mPool->waitMs());
+        if (ready < 0) {
             if (errno == EINTR) {
                 continue;
             }
@@ -181,7 +172,7 @@ void Daemon::serveUntilSignalled() {
                 return;
             }
         }
-        if (fds[1].revents != 0) {
+        if (fds[1].revents != 0 || ready == 0) {
             mPool->reap();
         }
         if (fds[2].revents != 0) {
@@ -196,7 +187,9 @@ void Daemon::shutDown() {
     (void)write(mStopFd.get(), &one, sizeof(one));
     mPool->joinAll();
     if (mServer != nullptr) {
-        mProbes.releaseAll(*mServer);
+        // Once the server is gone its probe worker no longer touches the platform:
+        // a boost still held then would stay on the device.
+        mServer->stopProbeWorker(true);
         mHandler.reset();
         delete mServer;
         mServer = nullptr;
@@ -226,6 +219,11 @@ int Daemon::run() {
     BRISKD_LOGI("listening on %s (protocol %u, back-end %s, up to %d clients, timeout %d ms)",
                 mOptions.socketPath.c_str(), Protocol::kVersion, mOptions.backend.c_str(),
                 mOptions.maxClients, mOptions.timeoutMs);
+    BRISKD_LOGI(
+        "users other than root and the daemon's: up to %d connections each, %d in all; "
+        "up to %d values a second on a connection, %d for a user (0: no limit)",
+        mOptions.maxPerUid, mOptions.maxClients - mOptions.reserved, mOptions.connectionRate,
+        mOptions.uidRate);
     serveUntilSignalled();
     shutDown();
     return kExitOk;

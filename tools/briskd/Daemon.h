@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 
 #include "tools/briskd/AccessPolicy.h"
@@ -8,7 +7,7 @@
 #include "tools/briskd/DaemonOptions.h"
 #include "tools/briskd/ListenSocket.h"
 #include "tools/briskd/PeerCredentials.h"
-#include "tools/briskd/ProbeTracker.h"
+#include "tools/briskd/RateLimits.h"
 #include "tools/briskd/SimRecorder.h"
 #include "tools/protocol/UniqueFd.h"
 
@@ -40,7 +39,6 @@ private:
     bool startServer();
     void serveUntilSignalled();
     void acceptPending();
-    void noteBusyRefusal(const PeerCredentials& peer);
     void shutDown();
 
     DaemonOptions mOptions;
@@ -49,10 +47,8 @@ private:
     ListenSocket mListen;
     UniqueFd mSignalFd;
     UniqueFd mStopFd;  // readable once the daemon stops: idle connections close
-    ProbeTracker mProbes;
     BriskServer* mServer = nullptr;
     std::unique_ptr<RequestHandler> mHandler;
     std::unique_ptr<ConnectionPool> mPool;
-    long mBusyRefusals = 0;
-    std::chrono::steady_clock::time_point mLastBusyLog{};
+    std::unique_ptr<RateLimits> mRates;
 };

@@ -1,17 +1,14 @@
 #include "tools/briskd/DaemonOptions.h"
 
-#include <cstdlib>
+#include <algorithm>
 
+#include "config/Vocabulary.h"
 #include "tools/protocol/Protocol.h"
 
 namespace {
 bool parseBoundedInt(const std::string& text, int low, int high, int* out) {
-    if (text.empty() || text.find_first_not_of("0123456789") != std::string::npos ||
-        text.size() > 9) {
-        return false;
-    }
-    long value = strtol(text.c_str(), nullptr, 10);
-    if (value < low || value > high) {
+    long long value = 0;
+    if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, low, high, &value)) {
         return false;
     }
     *out = static_cast<int>(value);
@@ -39,14 +36,40 @@ const char* DaemonOptions::usage() {
            "  --record FILE        write every call reaching the simulated device to FILE\n"
            "  --jank-log FILE      append jank-log records to FILE (default: the log)\n"
            "  --policy FILE        access policy file (repeatable)\n"
-           "  --allow RIGHT=WHO    grant a right: RIGHT is event, dusk, fern, moss, get or\n"
-           "                       dump; WHO is uid:N, gid:N, user:NAME, group:NAME or any,\n"
-           "                       comma-separated (repeatable). Root and the daemon's\n"
-           "                       own user hold every right.\n"
+           "  --allow RIGHT=WHO    grant a right: RIGHT is event, dusk, fern, moss, get,\n"
+           "                       dump, admin or probe_any; WHO is uid:N, gid:N,\n"
+           "                       user:NAME, group:NAME or any, comma-separated\n"
+           "                       (repeatable). Root and the daemon's own user hold\n"
+           "                       every right.\n"
            "  --max-clients N      connections served at once (default 32, 1..1024)\n"
+           "  --max-per-uid N      connections of one user at once (default a quarter of\n"
+           "                       --max-clients); root and the daemon's user excepted\n"
+           "  --reserved N         connections kept for root and the daemon's user\n"
+           "                       (default an eighth of --max-clients)\n"
+           "  --rate N             tags and values a second one connection may send; a\n"
+           "                       request counts at least one (default 500, 0: no limit)\n"
+           "  --uid-rate N         the same for all connections of one user (default 1000)\n"
            "  --timeout-ms MS      idle and per-request time limit (default 5000)\n"
            "  --verbose            log debug lines too\n"
            "  --help               this text\n";
+}
+
+bool DaemonOptions::settleConnectionLimits(std::string* error) {
+    if (maxPerUid == 0) {
+        maxPerUid = std::max(1, maxClients / 4);
+    }
+    if (reserved < 0) {
+        reserved = maxClients / 8;
+    }
+    if (maxPerUid > maxClients) {
+        *error = "--max-per-uid cannot exceed --max-clients (" + std::to_string(maxClients) + ")";
+        return false;
+    }
+    if (reserved >= maxClients) {
+        *error = "--reserved must stay below --max-clients (" + std::to_string(maxClients) + ")";
+        return false;
+    }
+    return true;
 }
 
 bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string* error) {
@@ -97,6 +120,22 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
                 *error = "--max-clients takes a number from 1 to 1024";
                 return false;
             }
+        } else if (option == "--max-per-uid") {
+            if (!parseBoundedInt(value, 1, 1024, &out->maxPerUid)) {
+                *error = "--max-per-uid takes a number from 1 to 1024";
+                return false;
+            }
+        } else if (option == "--reserved") {
+            if (!parseBoundedInt(value, 0, 1023, &out->reserved)) {
+                *error = "--reserved takes a number from 0 to 1023";
+                return false;
+            }
+        } else if (option == "--rate" || option == "--uid-rate") {
+            int* rate = option == "--rate" ? &out->connectionRate : &out->uidRate;
+            if (!parseBoundedInt(value, 0, 100000000, rate)) {
+                *error = option + " takes a number of values a second from 0 to 100000000";
+                return false;
+            }
         } else if (option == "--timeout-ms") {
             if (!parseBoundedInt(value, 10, 3600000, &out->timeoutMs)) {
                 *error = "--timeout-ms takes a number of milliseconds from 10 to 3600000";
@@ -106,6 +145,9 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
             *error = "unknown option '" + option + "'";
             return false;
         }
+    }
+    if (!out->settleConnectionLimits(error)) {
+        return false;
     }
     if (out->backend != "sim" && out->backend != "linux") {
         *error = "unknown back-end '" + out->backend + "' (use 'sim' or 'linux')";

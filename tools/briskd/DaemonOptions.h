@@ -13,6 +13,13 @@ struct DaemonOptions {
     std::vector<std::string> policyFiles;
     std::vector<std::string> allowRules;  // "RIGHT=SUBJECT,..."
     int maxClients = 32;
+    // 0: a quarter of maxClients (at least 1).
+    int maxPerUid = 0;
+    // -1: an eighth of maxClients.
+    int reserved = -1;
+    // Values a second (a request counts at least one); 0: no limit.
+    int connectionRate = 500;
+    int uidRate = 1000;
     int timeoutMs = 5000;
     bool verbose = false;
     bool help = false;
@@ -27,4 +34,9 @@ struct DaemonOptions {
     // False with `error` set for a command line that cannot be used.
     static bool parse(int argc, char** argv, DaemonOptions* out, std::string* error);
     static const char* usage();
+
+private:
+    // Fills in the defaults that follow from maxClients and checks the limits
+    // against each other.
+    bool settleConnectionLimits(std::string* error);
 };

@@ -2,9 +2,11 @@
 
 #include <android/log.h>
 
+#include "config/Vocabulary.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/DaemonLog.h"
 #include "tools/briskd/DumpWatchdog.h"
+#include "tools/briskd/ProbeTargetCheck.h"
 
 bool RequestHandler::permitted(const PeerCredentials& peer, AccessPolicy::Right right,
                                Reply* refusal) const {
@@ -23,9 +25,11 @@ Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer
     Reply refusal;
     switch (request.type) {
         case RequestType::Event:
-            return permitted(peer, AccessPolicy::Right::Event, &refusal) ? event(request) : refusal;
+            return permitted(peer, AccessPolicy::Right::Event, &refusal) ? event(request, peer)
+                                                                         : refusal;
         case RequestType::SetConfig:
-            return permitted(peer, AccessPolicy::rightForClient(request.clientId), &refusal)
+            return permitted(peer, AccessPolicy::rightForSet(request.clientId, request.tags),
+                             &refusal)
                        ? setConfig(request)
                        : refusal;
         case RequestType::GetConfig:
@@ -40,9 +44,35 @@ Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer
     return Reply::error(Status::UnknownRequest, "unknown request");
 }
 
-Reply RequestHandler::event(const Request& request) {
-    if (request.cmdId == BriskServer::kProbeCmdId) {
-        return Reply::ok(mProbes.sendProbeEvent(mServer, request.msg, request.values));
+bool RequestHandler::probeTargetAllowed(const Request& request, const PeerCredentials& peer,
+                                        Reply* refusal) const {
+    int tid = 0;
+    bool anyThread = mPolicy.allows(peer, AccessPolicy::Right::ProbeAny);
+    switch (ProbeTargetCheck::check(request.msg, peer.pid, anyThread, &tid)) {
+        case ProbeTargetCheck::Verdict::Pass:
+            return true;
+        case ProbeTargetCheck::Verdict::NoThread:
+            *refusal = Reply::error(Status::BadRequest,
+                                    "probe: thread id " + std::to_string(tid) + " names no thread");
+            return false;
+        case ProbeTargetCheck::Verdict::OtherProcess:
+            break;
+    }
+    const char* action = AccessPolicy::rightAction(AccessPolicy::Right::ProbeAny);
+    BRISKD_LOGW("refused %s: may not %s (thread %d)", peer.describe().c_str(), action, tid);
+    *refusal = Reply::error(Status::PermissionDenied,
+                            "permission denied: uid " + std::to_string(peer.uid) + " may not " +
+                                action + ": thread " + std::to_string(tid) +
+                                " is not a thread of pid " + std::to_string(peer.pid));
+    return false;
+}
+
+Reply RequestHandler::event(const Request& request, const PeerCredentials& peer) {
+    if (request.cmdId == Vocabulary::kProbeCmdId) {
+        Reply refusal;
+        if (!probeTargetAllowed(request, peer, &refusal)) {
+            return refusal;
+        }
     }
     // The payload is null when there are no values, and its length is always
     // the number of values sent: the service never reads past what arrived.

@@ -2,7 +2,6 @@
 
 #include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/PeerCredentials.h"
-#include "tools/briskd/ProbeTracker.h"
 #include "tools/protocol/Reply.h"
 #include "tools/protocol/Request.h"
 
@@ -13,22 +12,23 @@ class BriskServer;
 // from many connection threads at once.
 class RequestHandler {
 public:
-    RequestHandler(BriskServer& server, const AccessPolicy& policy, ProbeTracker& probes,
-                   int dumpTimeoutMs)
-        : mServer(server), mPolicy(policy), mProbes(probes), mDumpTimeoutMs(dumpTimeoutMs) {}
+    RequestHandler(BriskServer& server, const AccessPolicy& policy, int dumpTimeoutMs)
+        : mServer(server), mPolicy(policy), mDumpTimeoutMs(dumpTimeoutMs) {}
 
     // `dumpFd` is the descriptor passed with the request, or -1.
     Reply handle(const Request& request, const PeerCredentials& peer, int dumpFd);
 
 private:
     bool permitted(const PeerCredentials& peer, AccessPolicy::Right right, Reply* refusal) const;
-    Reply event(const Request& request);
+    Reply event(const Request& request, const PeerCredentials& peer);
+    // True when the probe event may reach the service; else false with the refusal.
+    bool probeTargetAllowed(const Request& request, const PeerCredentials& peer,
+                            Reply* refusal) const;
     Reply setConfig(const Request& request);
     Reply getConfig(const Request& request);
     Reply dump(const Request& request, int dumpFd);
 
     BriskServer& mServer;
     const AccessPolicy& mPolicy;
-    ProbeTracker& mProbes;
     int mDumpTimeoutMs;
 };

@@ -113,6 +113,39 @@ std::vector<uint8_t> Request::encodeBody() const {
     return writer.take();
 }
 
+bool Request::checkLimits(std::string* error) const {
+    const std::string textLimit = std::to_string(Protocol::kMaxTextSize) + " bytes";
+    if (msg.size() > Protocol::kMaxTextSize) {
+        *error = "the message is " + std::to_string(msg.size()) +
+                 " bytes long, over the protocol's limit of " + textLimit;
+        return false;
+    }
+    if (args.size() > Protocol::kMaxDumpArgs) {
+        *error = std::to_string(args.size()) + " arguments, over the protocol's limit of " +
+                 std::to_string(Protocol::kMaxDumpArgs);
+        return false;
+    }
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (args[i].size() > Protocol::kMaxTextSize) {
+            *error = "argument " + std::to_string(i + 1) + " is " + std::to_string(args[i].size()) +
+                     " bytes long, over the protocol's limit of " + textLimit;
+            return false;
+        }
+    }
+    size_t bodySize = encodeBody().size();
+    if (bodySize > Protocol::kMaxBodySize) {
+        size_t count = type == RequestType::Event ? values.size() : tags.size();
+        const char* items = type == RequestType::Event       ? "values"
+                            : type == RequestType::SetConfig ? "pairs"
+                                                             : "tags";
+        *error = std::to_string(count) + " " + items + " make a request body of " +
+                 std::to_string(bodySize) + " bytes, over the protocol's limit of " +
+                 std::to_string(Protocol::kMaxBodySize) + " bytes";
+        return false;
+    }
+    return true;
+}
+
 bool Request::decodeBody(RequestType type, const std::vector<uint8_t>& body, Request* out,
                          std::string* error) {
     *out = Request();

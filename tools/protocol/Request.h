@@ -22,6 +22,10 @@ struct Request {
     std::vector<std::string> args;
 
     std::vector<uint8_t> encodeBody() const;
+    // False, with `error` naming the limit, when the daemon would refuse this
+    // request for its size: a body over Protocol::kMaxBodySize, a message or a
+    // dump argument over kMaxTextSize, more than kMaxDumpArgs dump arguments.
+    bool checkLimits(std::string* error) const;
     // Decodes the body of a request of a known type. On failure `error` says
     // what was wrong, in a few words, for the reply.
     static bool decodeBody(RequestType type, const std::vector<uint8_t>& body, Request* out,

@@ -1,4 +1,4 @@
-#include "platform/PlatformSelector.h"
+#include "platform/select/PlatformSelector.h"
 
 #include <mutex>
 
@@ -7,7 +7,9 @@
 #include "platform/linux/JournalRecovery.h"
 #include "platform/linux/LinuxPlat.h"
 #include "platform/linux/SystemFileOps.h"
-#include "platform/sim/SimBackend.h"
+#include "platform/sim/LinuxLoadXml.h"
+#include "platform/sim/SimDevice.h"
+#include "platform/sim/SimPlat.h"
 
 namespace {
 std::mutex gMutex;
@@ -37,9 +39,24 @@ BriskPlat* PlatformSelector::createPlat() {
     if (gLinux) {
         return new LinuxPlat(gSettings);
     }
-    BriskPlat* plat = new BriskPlat();
-    plat->mPerf = new SimBackend();
-    return plat;
+    return new SimPlat();
+}
+
+// The platform library's entry points: the adapter of the chosen back-end, and the
+// configuration conversion both back-ends share.
+
+BriskPlat* getPlat() {
+    if (SimDevice::instance().takePlatCreationFault()) {
+        return nullptr;
+    }
+    return PlatformSelector::createPlat();
+}
+
+BriskLoadXml* createBriskLoadXml() {
+    if (SimDevice::instance().takeLoaderCreationFault()) {
+        return nullptr;
+    }
+    return new LinuxLoadXml();
 }
 
 bool PlatformSelector::checkLinuxBackend(const LinuxBackendSettings& settings,

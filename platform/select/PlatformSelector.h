@@ -7,9 +7,10 @@
 
 class BriskPlat;
 
-// Chooses the back-end that getPlat() puts behind the platform adapter. A host
-// chooses before BriskServer::init; the simulated device is the default, so a
-// host that never calls this gets what it always got.
+// Chooses the back-end that getPlat() puts behind the platform adapter: the one
+// place where brisk_plat's back-ends meet (it also supplies getPlat and
+// createBriskLoadXml). A host chooses before BriskServer::init; the simulated
+// device is the default, so a host that never calls this gets what it always got.
 //
 //     LinuxBackendSettings settings;                 // "/", "/run/brisk", no description
 //     settings.descriptionFile = "/etc/brisk/backend.xml";
