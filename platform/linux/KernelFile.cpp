@@ -70,7 +70,9 @@ int KernelFile::write(std::string_view text, bool* wrote) {
         return r;
     }
     mCurrent = 1 - mCurrent;
-    mTexts[mCurrent].assign(text.data(), text.size());
+    std::string& last = mTexts[mCurrent];
+    last.resize(text.size());  // the same length as before, mostly: no work
+    text.copy(&last[0], text.size());
     mHadLast = mHasLast;
     mHasLast = true;
     mSkipSame = true;

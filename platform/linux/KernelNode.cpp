@@ -13,28 +13,69 @@ void KernelNode::setEndText(std::string text) {
     mEndText = std::move(text);
 }
 
-void KernelNode::hold(HolderKey key, long long value, std::string_view text, uint64_t seq) {
+bool KernelNode::hold(HolderKey key, long long value, std::string_view text, uint64_t seq,
+                      HolderUndo* undo) {
+    undo->node = this;
+    undo->key = key;
     for (Holder& holder : mHolders) {
         if (holder.key == key) {
-            holder.value = value;
-            if (holder.text != text) {  // bounds carry no text: nothing to copy
+            if (holder.value == value && holder.text == text) {
+                return false;
+            }
+            undo->existed = true;
+            undo->old.value = holder.value;
+            undo->old.seq = holder.seq;
+            // Bounds carry no text: nothing to copy or to keep.
+            undo->textSaved = holder.text != text;
+            if (undo->textSaved) {
+                undo->old.text.swap(holder.text);
                 holder.text.assign(text.data(), text.size());
             }
+            holder.value = value;
             holder.seq = seq;
-            return;
-        }
-    }
-    mHolders.push_back(Holder{key, value, std::string(text), seq});
-}
-
-bool KernelNode::release(HolderKey key) {
-    for (size_t i = 0; i < mHolders.size(); ++i) {
-        if (mHolders[i].key == key) {
-            mHolders.erase(mHolders.begin() + static_cast<long>(i));
             return true;
         }
     }
-    return false;
+    undo->existed = false;
+    mHolders.push_back(Holder{key, value, std::string(text), seq});
+    return true;
+}
+
+void KernelNode::release(HolderKey key, HolderUndo* undo) {
+    undo->node = this;
+    undo->key = key;
+    undo->existed = false;
+    for (auto it = mHolders.begin(); it != mHolders.end(); ++it) {
+        if (it->key == key) {
+            undo->existed = true;
+            undo->textSaved = true;
+            undo->old = std::move(*it);
+            mHolders.erase(it);
+            return;
+        }
+    }
+}
+
+void KernelNode::revert(HolderUndo* undo) {
+    for (auto it = mHolders.begin(); it != mHolders.end(); ++it) {
+        if (it->key != undo->key) {
+            continue;
+        }
+        if (!undo->existed) {
+            mHolders.erase(it);
+            return;
+        }
+        it->value = undo->old.value;
+        it->seq = undo->old.seq;
+        if (undo->textSaved) {
+            it->text.swap(undo->old.text);
+        }
+        return;
+    }
+    if (undo->existed) {  // it was released: it comes back
+        undo->old.key = undo->key;
+        mHolders.push_back(std::move(undo->old));
+    }
 }
 
 const Holder* KernelNode::latest() const {

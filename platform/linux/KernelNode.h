@@ -14,6 +14,7 @@ struct HolderKey {
     int cmdId;
     int instance;
     bool operator==(const HolderKey& o) const { return cmdId == o.cmdId && instance == o.instance; }
+    bool operator!=(const HolderKey& o) const { return !(*this == o); }
     bool operator<(const HolderKey& o) const {
         return cmdId != o.cmdId ? cmdId < o.cmdId : instance < o.instance;
     }
@@ -34,6 +35,17 @@ struct Holder {
 struct WantedText {
     char number[24];
     std::string_view text;
+};
+
+class KernelNode;
+
+// What puts one holder of a node back as it was before a hold or a release.
+struct HolderUndo {
+    KernelNode* node = nullptr;
+    HolderKey key{0, 0};
+    bool existed = false;    // the key held the node before
+    bool textSaved = false;  // old.text holds the text before (else it did not change)
+    Holder old;
 };
 
 // How a node combines its holders.
@@ -60,12 +72,15 @@ public:
     void setEndText(std::string text);
 
     const std::vector<Holder>& holders() const { return mHolders; }
-    void setHolders(const std::vector<Holder>& holders) { mHolders = holders; }
     // Adds or replaces `key`'s holder (a value in the file's unit); for a Latest
-    // node, `text` is what it writes.
-    void hold(HolderKey key, long long value, std::string_view text, uint64_t seq);
-    // False when `key` held nothing.
-    bool release(HolderKey key);
+    // node, `text` is what it writes. `undo` receives what reverses it. False,
+    // changing nothing (not even when it began), when `key` already holds just that.
+    bool hold(HolderKey key, long long value, std::string_view text, uint64_t seq,
+              HolderUndo* undo);
+    // Removes `key`'s holder, if any; `undo` receives what reverses it.
+    void release(HolderKey key, HolderUndo* undo);
+    // Reverses one hold or release (the newest first, when there are several).
+    void revert(HolderUndo* undo);
 
     // The text the file should hold now. False when the original should come back
     // (no holder and no end text).

@@ -139,6 +139,6 @@ bool KernelText::statField(std::string_view stat, int field, unsigned long long*
 
 size_t KernelText::formatInt(long long value, char* buffer) {
     auto [end, error] = std::to_chars(buffer, buffer + kIntTextSize, value);
-    (void)error;  // 24 bytes hold every long long
+    (void)error;  // kIntTextSize holds every long long
     return static_cast<size_t>(end - buffer);
 }

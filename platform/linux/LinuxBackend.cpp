@@ -104,7 +104,9 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
     if (!mReady) {
         return -ENODEV;
     }
-    mArbiter.retryPending();
+    if (mArbiter.hasPending()) {
+        mArbiter.retryPending();
+    }
     int r = end ? endRequest(key) : beginRequest(key, *action);
     afterCall();
     return r;
@@ -234,7 +236,9 @@ int LinuxBackend::setConfig(int len, const int* tags, const int* values) {
     if (!mReady) {
         return -ENODEV;
     }
-    mArbiter.retryPending();
+    if (mArbiter.hasPending()) {
+        mArbiter.retryPending();
+    }
     int r = mDescription.strict ? mNotes.strictAbsence(tags, len, nullptr) : 0;
     if (r == 0) {
         for (int i = 0; i < len; ++i) {
@@ -272,18 +276,11 @@ void LinuxBackend::setManagerValue(int tag, int value) {
         if (lift) {
             mArbiter.release(node, kManagerHolder);
         } else {
-            holdIfChanged(node, static_cast<long long>(value) * node->scale(), text);
+            // The same value again changes nothing, not even when it began.
+            mArbiter.hold(node, kManagerHolder, static_cast<long long>(value) * node->scale(), text,
+                          ++mSeq);
         }
     }
-}
-
-void LinuxBackend::holdIfChanged(KernelNode* node, long long value, std::string_view text) {
-    for (const Holder& holder : node->holders()) {
-        if (holder.key == kManagerHolder && holder.value == value && holder.text == text) {
-            return;  // the same request again: nothing to do, not even a look at the file
-        }
-    }
-    mArbiter.hold(node, kManagerHolder, value, text, ++mSeq);
 }
 
 int LinuxBackend::getConfig(int len, const int* tags, int* values) {

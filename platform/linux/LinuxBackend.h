@@ -53,7 +53,6 @@ private:
     void holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
                   std::vector<KernelNode*>* held);
     void setManagerValue(int tag, int value);
-    void holdIfChanged(KernelNode* node, long long value, std::string_view text);
     int configValue(int tag);
     void afterCall();
     Clock::time_point nextWake();

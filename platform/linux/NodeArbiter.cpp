@@ -38,41 +38,45 @@ KernelNode* NodeArbiter::addNode(NodeRole role, KernelFile* file, long long scal
 }
 
 void NodeArbiter::touch(KernelNode* node) {
-    if (touchedNow(node, mTouchedCount)) {
-        return;
+    if (!touchedNow(node, mTouched.size())) {
+        mTouched.push_back(node);
     }
-    if (mTouchedCount == mTouched.size()) {
-        mTouched.push_back(Touched{node, {}});
-    }
-    Touched& slot = mTouched[mTouchedCount++];
-    slot.node = node;
-    slot.saved = node->holders();
 }
 
 bool NodeArbiter::touchedNow(const KernelNode* node, size_t upTo) const {
     for (size_t i = 0; i < upTo; ++i) {
-        if (mTouched[i].node == node) {
+        if (mTouched[i] == node) {
             return true;
         }
     }
     return false;
 }
 
+HolderUndo* NodeArbiter::nextUndo() {
+    if (mUndoCount == mUndo.size()) {
+        mUndo.emplace_back();
+    }
+    return &mUndo[mUndoCount++];
+}
+
 void NodeArbiter::hold(KernelNode* node, HolderKey key, long long value, std::string_view text,
                        uint64_t seq) {
-    touch(node);
-    node->hold(key, value, text, seq);
+    if (node->hold(key, value, text, seq, nextUndo())) {
+        touch(node);
+    } else {
+        --mUndoCount;  // nothing changed: nothing to reverse, nothing to write
+    }
 }
 
 void NodeArbiter::release(KernelNode* node, HolderKey key) {
     touch(node);
-    node->release(key);
+    node->release(key, nextUndo());
 }
 
 int NodeArbiter::commit() {
     int error = 0;
-    for (size_t i = 0; i < mTouchedCount; ++i) {
-        KernelNode* node = mTouched[i].node;
+    for (size_t i = 0; i < mTouched.size(); ++i) {
+        KernelNode* node = mTouched[i];
         if (node->partner() != nullptr && touchedNow(node->partner(), i)) {
             continue;  // written with its partner
         }
@@ -87,7 +91,8 @@ int NodeArbiter::commit() {
 }
 
 void NodeArbiter::endSet() {
-    mTouchedCount = 0;
+    mTouched.clear();
+    mUndoCount = 0;
     mWritten.clear();
     mNewPending.clear();
 }
@@ -207,8 +212,8 @@ void NodeArbiter::notePending(KernelNode* node, bool busy) {
 }
 
 void NodeArbiter::undo() {
-    for (size_t i = mTouchedCount; i-- > 0;) {
-        mTouched[i].node->setHolders(mTouched[i].saved);
+    for (size_t i = mUndoCount; i-- > 0;) {
+        mUndo[i].node->revert(&mUndo[i]);
     }
     for (auto it = mWritten.rbegin(); it != mWritten.rend(); ++it) {
         int r = (*it)->revert();

@@ -27,6 +27,8 @@ public:
     KernelNode* addNode(NodeRole role, KernelFile* file, long long scale = 1);
     const std::vector<std::unique_ptr<KernelFile>>& files() const { return mFiles; }
 
+    // Holding what `key` already holds changes nothing (the same request again
+    // costs no write and keeps when it began).
     void hold(KernelNode* node, HolderKey key, long long value, std::string_view text,
               uint64_t seq);
     void release(KernelNode* node, HolderKey key);
@@ -43,15 +45,12 @@ public:
     void restoreAll();
 
 private:
-    struct Touched {
-        KernelNode* node;
-        std::vector<Holder> saved;
-    };
     enum class Outcome { Done, Busy, Failed };
     enum class Failure { Busy, Write, Original, Journal };
 
     void touch(KernelNode* node);
     bool touchedNow(const KernelNode* node, size_t upTo) const;
+    HolderUndo* nextUndo();
     // Writes what `node` wants; `error` gets -errno of a hard failure.
     Outcome writeNode(KernelNode* node, int* error);
     Outcome writePair(KernelNode* a, int* error);
@@ -69,9 +68,11 @@ private:
     std::vector<std::unique_ptr<KernelFile>> mFiles;
     std::vector<std::unique_ptr<KernelNode>> mNodes;
     std::vector<KernelFile*> mFirstWrites;  // in order of first write
-    // The current set; entries beyond the counts are kept for their capacity.
-    std::vector<Touched> mTouched;
-    size_t mTouchedCount = 0;
+    // The current set: the nodes it touched, in order, and how to reverse each
+    // holder change (entries beyond the count are kept for their capacity).
+    std::vector<KernelNode*> mTouched;
+    std::vector<HolderUndo> mUndo;
+    size_t mUndoCount = 0;
     std::vector<KernelFile*> mWritten;  // each file is written once per set at most
     std::vector<KernelNode*> mNewPending;
     std::vector<KernelNode*> mPending;
