@@ -22,6 +22,16 @@ TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
     for (const std::string& file : files) {
         originals.push_back(mTree.read(file));
     }
+    mTree.addCgroups("/dev/cpuctl", 1, {"top-app", "background"}, true);
+    const std::vector<std::string> groupFiles = {"/dev/cpuctl/top-app/cpu.uclamp.min",
+                                                 "/dev/cpuctl/background/cpu.uclamp.max"};
+    for (const std::string& file : groupFiles) {
+        originals.push_back(mTree.read(file));
+    }
+    for (int tid = 1000; tid < 1004; ++tid) {
+        mTree.addThread(tid, 7000 + tid);
+        mThreads->addThread(tid);
+    }
     auto backend = start();
     constexpr int kRounds = 300;
     std::atomic<int> failures{0};
@@ -52,7 +62,17 @@ TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
             failures += end(*backend, probe) != 0;
         }
     };
+    auto scheduler = [&] {
+        int tags[2] = {53, 58};
+        for (int i = 0; i < kRounds; ++i) {
+            int levels[2] = {i % 5 * 10, -(i % 3) * 10};
+            failures += backend->doSchedLevelAction(2, tags, levels) != 0;
+        }
+        int zero[2] = {0, 0};
+        failures += backend->doSchedLevelAction(2, tags, zero) != 0;
+    };
     std::vector<std::thread> threads;
+    threads.emplace_back(scheduler);
     threads.emplace_back(host, 12300, 1000000);
     threads.emplace_back(host, 12301, 1200000);
     threads.emplace_back(client);
@@ -62,8 +82,10 @@ TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
     }
     EXPECT_EQ(failures, 0);
     backend.reset();
-    for (size_t i = 0; i < files.size(); ++i) {
-        EXPECT_EQ(mTree.read(files[i]), originals[i]) << files[i];
+    std::vector<std::string> all = files;
+    all.insert(all.end(), groupFiles.begin(), groupFiles.end());
+    for (size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(mTree.read(all[i]), originals[i]) << all[i];
     }
 }
 

@@ -123,6 +123,10 @@ TEST_F(LinuxBackendTest, EveryHolderIsKeptAndTheTightestOrTheLatestIsInForce) {
     EXPECT_EQ(mTree.read(trip(1)), "80000");
 
     // Probed threads hold the probe command's requests each on their own.
+    for (int tid : {101, 102}) {
+        mTree.addThread(tid, 5000 + tid);
+        mThreads->addThread(tid);
+    }
     Action probe = step(4116, 80, {{BRISK_TAG_LITTLE_CPU_MIN, 1000000}});
     EXPECT_EQ(backend->setProbeTarget(101, 0), 0);
     EXPECT_EQ(begin(*backend, probe), 0);

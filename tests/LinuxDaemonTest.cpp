@@ -54,6 +54,30 @@ TEST_F(LinuxDaemonTest, BriskctlChangesTheKernelFilesAndSigtermPutsThemBack) {
     EXPECT_EQ(mTree.read("/sys/module/touch/boost"), "idle");
 }
 
+TEST_F(LinuxDaemonTest, GroupLevelsFromClientsAndEventsReachTheCgroupFiles) {
+    mTree.addCgroups("/dev/cpuctl", 1, {"top-app", "foreground", "system-background", "background"},
+                     true);
+    writeConfig(R"(
+  <cmd id="5376" name="defaults"><s><boost>0</boost><vip>0</vip><top_app>0</top_app><root>0</root>
+    <foreground>0</foreground><system_background>0</system_background>
+    <key_background>0</key_background><background>0</background></s></cmd>
+  <cmd id="4116" name="probe"><s><duration>80</duration></s></cmd>
+  <cmd id="200" name="launch_groups"><s><top_app>30</top_app><foreground>20</foreground></s></cmd>
+)");
+    start(linuxArgs());
+    EXPECT_EQ(ctl({"event", "200"}).out, "result 0\n");
+    EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.uclamp.min"), "35.00");
+    EXPECT_EQ(mTree.read("/dev/cpuctl/foreground/cpu.uclamp.min"), "20.00");
+    // DUSK calms the background group (index 8) to level -20.
+    EXPECT_EQ(ctl({"set", "DUSK", "42=" + std::to_string(8 << 16)}).out, "result 0\n");
+    EXPECT_EQ(mTree.read("/dev/cpuctl/background/cpu.uclamp.max"), "30.00");
+
+    EXPECT_EQ(stop(SIGTERM), 0);
+    EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.uclamp.min"), "0.00");
+    EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.shares"), "1024");
+    EXPECT_EQ(mTree.read("/dev/cpuctl/background/cpu.uclamp.max"), "max");
+}
+
 TEST_F(LinuxDaemonTest, CheckBackendSaysWhatItWouldWriteAndWhetherItCan) {
     std::vector<std::string> args = linuxArgs();
     args.insert(args.begin(), kBriskd);

@@ -9,6 +9,8 @@
 #include <random>
 
 #include "freq/FreqTags.h"
+#include "platform/linux/BoostJournal.h"
+#include "platform/linux/CgroupDiscovery.h"
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/Journal.h"
 #include "platform/linux/KernelText.h"
@@ -147,6 +149,16 @@ TEST_F(LinuxDiscoveryTest, AnInvalidDescriptionStopsInitializeNamingFileLineAndP
         {"<policy/>", ":1: the document must be one <backend> element"},
         {"<backend>\n\n<fan/></backend>", ":3: unknown element <fan>"},
         {"<backend strict=\"maybe\"/>", ":1: strict must be yes or no"},
+        {"<backend><group tag=\"front\" folder=\"fg\"/></backend>",
+         ":1: \"front\" is not a scheduling group"},
+        {"<backend><group tag=\"top-app\" folder=\"../x\"/></backend>", ":1: folder ../x must be"},
+        {"<backend>\n<rung level=\"0\" uclamp-min=\"5\"/></backend>",
+         ":2: <rung> needs a level other"},
+        {"<backend><rung level=\"10\" uclamp-min=\"12.345\"/></backend>",
+         ":1: uclamp-min must be a percentage"},
+        {"<backend><thread-boost fallback=\"maybe\"/></backend>",
+         ":1: fallback must be nice or none"},
+        {"<backend><cgroup mount=\"/nowhere\"/></backend>", ":1: cgroup mount /nowhere not found"},
         {"<backend><gpu scale=\"0\"/></backend>", ":1: scale must be a whole number from 1"},
         {"<backend>\n<item name=\"a\" file=\"/etc/passwd\"/></backend>",
          ":2: file /etc/passwd must be an absolute path under /sys or /proc/sys"},
@@ -215,7 +227,9 @@ TEST_F(LinuxDiscoveryTest, ParsersOfDescriptionsJournalsAndKernelTextsTakeAnyByt
     const std::string description =
         "<backend strict=\"no\"><cluster name=\"big\" policies=\"policy4\"/><gpu device=\"g\" "
         "scale=\"10\"/><thermal zone=\"thermal_zone0\" on-trip=\"1\"/><fork file=\"/sys/f\"/>"
-        "<item name=\"i\" file=\"/sys/i\" end-text=\"0\"/></backend>";
+        "<item name=\"i\" file=\"/sys/i\" end-text=\"0\"/><cgroup mount=\"/dev/cpuctl\"/>"
+        "<group tag=\"top-app\" folder=\"ta\"/><hmp groups=\"top-app\"/><rung level=\"10\" "
+        "uclamp-min=\"12.5\" weight=\"120\"/><thread-boost uclamp-min=\"300\"/></backend>";
     BackendDescription parsed;
     std::string error;
     EXPECT_TRUE(
@@ -238,6 +252,10 @@ TEST_F(LinuxDiscoveryTest, ParsersOfDescriptionsJournalsAndKernelTextsTakeAnyByt
         KernelText::parseCpuList(bytes, &cpus);
         KernelText::parseInt(bytes, &value);
         KernelText::statField(bytes, 22, &start);
+        CgroupDiscovery::parseMountInfo(bytes);
+        BoostOwner owner;
+        std::vector<BoostRecord> boosts;
+        BoostJournal::parse(bytes, &owner, &boosts);
     }
     std::vector<int> cpus;
     EXPECT_TRUE(KernelText::parseCpuList("0-3,6\n", &cpus));

@@ -10,6 +10,7 @@
 
 #include "freq/FreqTags.h"
 #include "platform/select/PlatformSelector.h"
+#include "sched/SchedTags.h"
 #include "tests/support/LinuxBackendFixture.h"
 #include "tests/support/LogCapture.h"
 
@@ -26,8 +27,12 @@ protected:
         ASSERT_GE(child, 0);
         if (child == 0) {
             LinuxBackend backend(settings());
-            int ok = backend.initialize() == 0 && set(backend, {{BRISK_TAG_LITTLE_CPU_MAX, 1000000},
-                                                                {BRISK_TAG_GPU_MAX, 300000}}) == 0;
+            int tag = BRISK_TAG_GROUP_TOP_APP;
+            int level = 40;
+            int ok = backend.initialize() == 0 &&
+                     set(backend,
+                         {{BRISK_TAG_LITTLE_CPU_MAX, 1000000}, {BRISK_TAG_GPU_MAX, 300000}}) == 0 &&
+                     backend.doSchedLevelAction(1, &tag, &level) == 0;
             (void)!write(ready[1], &ok, sizeof(ok));
             pause();
             _exit(0);
@@ -41,7 +46,14 @@ protected:
         waitpid(child, nullptr, 0);
         ASSERT_EQ(mTree.read(cpu(0, "max")), "1000000");
         ASSERT_EQ(mTree.read(gpu("max")), "300000000");
+        ASSERT_EQ(mTree.read(kTopAppMin), "50.00");
     }
+
+    void SetUp() override {
+        LinuxBackendFixture::SetUp();
+        mTree.addCgroups("/dev/cpuctl", 1, {"top-app"}, true);
+    }
+    static constexpr const char* kTopAppMin = "/dev/cpuctl/top-app/cpu.uclamp.min";
 
     std::string journal() const { return mTree.stateDir() + "/journal"; }
 };
@@ -53,10 +65,13 @@ TEST_F(LinuxRecoveryTest, TheNextBackEndPutsBackWhatAKilledOneLeftChanged) {
     auto next = start();
     EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000");
     EXPECT_EQ(mTree.read(gpu("max")), "800000000");
+    EXPECT_EQ(mTree.read(kTopAppMin), "0.00");
     EXPECT_NE(access(journal().c_str(), F_OK), 0);  // it starts afresh
     // The newest change is put back first.
     EXPECT_EQ(writes(),
-              (std::vector<std::string>{gpu("max") + "=800000000", cpu(0, "max") + "=1800000"}));
+              (std::vector<std::string>{"/dev/cpuctl/top-app/cpu.shares=1024",
+                                        std::string(kTopAppMin) + "=0.00",
+                                        gpu("max") + "=800000000", cpu(0, "max") + "=1800000"}));
 }
 
 TEST_F(LinuxRecoveryTest, RestoreDoesTheSameFromTheCommandLineAndRefusesWhileABackEndRuns) {

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/SchedLadder.h"
+
 // What a back-end description file says (docs/linux-backend.md has its
 // reference). Everything is optional: without a file, discovery decides alone.
 // `line` fields name the element for messages.
@@ -43,6 +45,19 @@ struct ItemChoice {
     int line = 0;
 };
 
+struct GroupChoice {
+    int tag = 0;         // 51..58
+    std::string folder;  // under the cgroup mount; empty: not mapped
+    int line = 0;
+};
+
+struct BoostChoice {
+    unsigned uclampMin = 512;  // of 1024, unless the probe step says otherwise
+    bool niceFallback = true;  // without util clamping: lower the nice value (else nothing)
+    int niceStep = 5;
+    int line = 0;
+};
+
 struct BackendDescription {
     std::string fileName;     // for messages; empty without a file
     bool strict = false;      // an absent capability fails the call instead of a warning
@@ -54,4 +69,11 @@ struct BackendDescription {
     std::vector<ThermalChoice> zones;
     ForkChoice fork;
     std::vector<ItemChoice> items;
+    std::string cgroupMount;  // kernel path; empty: found in /proc/self/mountinfo
+    int cgroupLine = 0;
+    std::vector<GroupChoice> groups;
+    bool hmpGiven = false;
+    std::vector<int> hmpTags;  // the groups hmp mode sets (default: every mapped one)
+    std::vector<Rung> rungs;   // empty: the default ladder
+    BoostChoice boost;
 };

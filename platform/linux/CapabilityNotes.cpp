@@ -63,3 +63,9 @@ void CapabilityNotes::warnOnce(int tag, const std::string& why) {
         }
     }
 }
+
+void CapabilityNotes::warnOnce(const std::string& key, const std::string& message) {
+    if (mWarned.insert(key).second) {
+        LINUX_LOGW("%s", message.c_str());
+    }
+}

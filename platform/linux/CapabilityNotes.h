@@ -27,6 +27,8 @@ public:
     int strictAbsence(const int* tags, int count, const Action* step);
     // One warning per tag (a negative tag: a message of its own).
     void warnOnce(int tag, const std::string& why);
+    // One warning per `key`.
+    void warnOnce(const std::string& key, const std::string& message);
 
 private:
     const BackendDescription& mDescription;

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <tinyxml2.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <set>
 
+#include "config/Vocabulary.h"
 #include "platform/linux/KernelReader.h"
 #include "platform/linux/KernelText.h"
 
@@ -125,6 +127,21 @@ bool DescriptionReader::readElement(const tinyxml2::XMLElement* element) {
     }
     if (name == "item") {
         return readItem(element);
+    }
+    if (name == "cgroup") {
+        return readCgroup(element);
+    }
+    if (name == "group") {
+        return readGroup(element);
+    }
+    if (name == "hmp") {
+        return readHmp(element);
+    }
+    if (name == "rung") {
+        return readRung(element);
+    }
+    if (name == "thread-boost") {
+        return readBoost(element);
     }
     return fail(element, "unknown element <" + name + ">");
 }

@@ -32,6 +32,13 @@ private:
     bool readThermal(const tinyxml2::XMLElement* element);
     bool readFork(const tinyxml2::XMLElement* element);
     bool readItem(const tinyxml2::XMLElement* element);
+    bool readCgroup(const tinyxml2::XMLElement* element);
+    bool readGroup(const tinyxml2::XMLElement* element);
+    bool readHmp(const tinyxml2::XMLElement* element);
+    bool readRung(const tinyxml2::XMLElement* element);
+    bool readBoost(const tinyxml2::XMLElement* element);
+    bool readGroupTag(const tinyxml2::XMLElement* element, const std::string& name, int* tag);
+    bool readPercent(const tinyxml2::XMLElement* element, const char* name, int* hundredths);
     bool checkFilesOnce();
 
     // Every attribute of `element` must be one of `allowed` (null-terminated).

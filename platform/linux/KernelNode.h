@@ -20,8 +20,10 @@ struct HolderKey {
     }
 };
 
-// The frequency manager's holder; no command has this id.
+// The frequency manager's holder and the scheduling manager's; no command has
+// these ids.
 constexpr HolderKey kManagerHolder{INT_MIN, 0};
+constexpr HolderKey kSchedHolder{INT_MIN + 1, 0};
 
 struct Holder {
     HolderKey key;

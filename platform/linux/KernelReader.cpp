@@ -19,17 +19,23 @@ std::string KernelReader::path(std::string_view kernelPath) const {
     return out;
 }
 
-int KernelReader::readText(const std::string& fullPath, std::string* text) const {
+int KernelReader::readText(const std::string& fullPath, std::string* text, size_t limit) const {
     int fd = mOps.open(fullPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0);
     if (fd < 0) {
         return fd;
     }
-    char buffer[kMaxText + 1];
+    // One byte beyond the limit tells a file that is too long from one that fits.
+    char small[kMaxText + 1];
+    std::string large;
+    if (limit > kMaxText) {
+        large.resize(limit + 1);
+    }
+    char* buffer = limit > kMaxText ? &large[0] : small;
+    const size_t size = limit + 1;  // the small buffer holds kMaxText + 1
     size_t total = 0;
     int result = 0;
-    while (total < sizeof(buffer)) {
-        ssize_t n =
-            mOps.pread(fd, buffer + total, sizeof(buffer) - total, static_cast<off_t>(total));
+    while (total < size) {
+        ssize_t n = mOps.pread(fd, buffer + total, size - total, static_cast<off_t>(total));
         if (n < 0) {
             result = static_cast<int>(n);
             break;
@@ -40,7 +46,7 @@ int KernelReader::readText(const std::string& fullPath, std::string* text) const
         total += static_cast<size_t>(n);
     }
     mOps.close(fd);
-    if (result == 0 && total > kMaxText) {
+    if (result == 0 && total > limit) {
         result = -EFBIG;
     }
     if (result == 0) {
@@ -78,25 +84,30 @@ std::string KernelReader::linkName(const std::string& fullPath) const {
 }
 
 bool KernelReader::isTunablePath(std::string_view kernelPath) {
-    if (kernelPath.find('\0') != std::string_view::npos) {
+    return isPlainPath(kernelPath, true) &&
+           (isBelow(kernelPath, "/sys") || isBelow(kernelPath, "/proc/sys"));
+}
+
+bool KernelReader::isPlainPath(std::string_view path, bool absolute) {
+    if (path.empty() || (path[0] == '/') != absolute || path.find('\0') != std::string_view::npos) {
         return false;
     }
-    bool underSys = kernelPath.compare(0, 5, "/sys/") == 0;
-    bool underProcSys = kernelPath.compare(0, 10, "/proc/sys/") == 0;
-    if (!underSys && !underProcSys) {
-        return false;
-    }
-    size_t start = 1;
-    while (start <= kernelPath.size()) {
-        size_t end = kernelPath.find('/', start);
+    size_t start = absolute ? 1 : 0;
+    while (start <= path.size()) {
+        size_t end = path.find('/', start);
         if (end == std::string_view::npos) {
-            end = kernelPath.size();
+            end = path.size();
         }
-        std::string_view part = kernelPath.substr(start, end - start);
+        std::string_view part = path.substr(start, end - start);
         if (part.empty() || part == "." || part == "..") {
             return false;
         }
         start = end + 1;
     }
     return true;
+}
+
+bool KernelReader::isBelow(std::string_view path, std::string_view folder) {
+    return path.size() > folder.size() + 1 && path.compare(0, folder.size(), folder) == 0 &&
+           path[folder.size()] == '/';
 }

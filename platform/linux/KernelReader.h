@@ -18,8 +18,9 @@ public:
     const std::string& root() const { return mRoot; }
     FileOps& ops() const { return mOps; }
 
-    // The text of file `fullPath`; 0, or -errno (-EFBIG when it is too long).
-    int readText(const std::string& fullPath, std::string* text) const;
+    // The text of file `fullPath`; 0, or -errno (-EFBIG when it is longer than
+    // `limit`).
+    int readText(const std::string& fullPath, std::string* text, size_t limit = kMaxText) const;
     // The trimmed text as a number; false when unreadable or not a number.
     bool readInt(const std::string& fullPath, long long* value) const;
     // The sorted names in folder `fullPath`; empty when it cannot be read.
@@ -31,6 +32,10 @@ public:
     // A kernel path that may be written: under /sys or /proc/sys, absolute, with
     // no "." or ".." part and no empty part.
     static bool isTunablePath(std::string_view kernelPath);
+    // A path of plain parts (no ".", ".." or empty part), absolute or relative.
+    static bool isPlainPath(std::string_view path, bool absolute);
+    // `path` lies below `folder` (both plain absolute paths).
+    static bool isBelow(std::string_view path, std::string_view folder);
 
     static constexpr size_t kMaxText = 4096;
 

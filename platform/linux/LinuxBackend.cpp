@@ -7,6 +7,7 @@
 
 #include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
+#include "platform/linux/CgroupDiscovery.h"
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/JournalRecovery.h"
 #include "platform/linux/KernelText.h"
@@ -14,6 +15,7 @@
 #include "platform/linux/PlatformDiscovery.h"
 #include "platform/linux/ProcessIdentity.h"
 #include "platform/linux/SystemFileOps.h"
+#include "platform/linux/SystemThreadOps.h"
 
 namespace {
 // The thread bound by setProbeTarget for its next doAction on the same back-end.
@@ -23,17 +25,20 @@ struct ProbeBinding {
 };
 thread_local ProbeBinding tProbeBinding;
 
-std::shared_ptr<FileOps> opsOrSystem(const std::shared_ptr<FileOps>& ops) {
-    return ops != nullptr ? ops : std::make_shared<SystemFileOps>();
+template <typename Ops, typename System>
+std::shared_ptr<Ops> orSystem(const std::shared_ptr<Ops>& ops) {
+    return ops != nullptr ? ops : std::make_shared<System>();
 }
 }  // namespace
 
 LinuxBackend::LinuxBackend(const LinuxBackendSettings& settings)
-    : mOps(opsOrSystem(settings.fileOps)),
+    : mOps(orSystem<FileOps, SystemFileOps>(settings.fileOps)),
+      mThreadOps(orSystem<ThreadOps, SystemThreadOps>(settings.threadOps)),
       mSettings(settings),
       mReader(*mOps, settings.kernelRoot),
       mJournal(*mOps, settings.stateDir),
       mArbiter(mReader, mJournal, mRecord),
+      mBoostJournal(*mOps, boostJournalPath(settings)),
       mTimer(
           mMutex, [this] { return nextWake(); }, [this](Clock::time_point now) { onTimer(now); }) {}
 
@@ -43,6 +48,7 @@ LinuxBackend::~LinuxBackend() {
     if (!mReady) {
         return;
     }
+    mBooster.restoreAll();  // a boost lasts a piece of work, never beyond the back-end
     if (mRecord.rollback) {
         mArbiter.restoreAll();
     } else {
@@ -68,23 +74,34 @@ int LinuxBackend::initialize() {
         return r;
     }
     std::vector<std::string> report;
-    if (JournalRecovery(mReader, mJournal).run(&report) == -EBUSY) {
+    r = JournalRecovery(mReader, mJournal, *mThreadOps, mBoostJournal.path()).run(&report);
+    if (r == -EBUSY || (r = discover(&error)) != 0) {
+        if (!error.empty()) {
+            LINUX_LOGE("%s", error.c_str());
+        }
         mJournal.unlock();
-        return -EBUSY;
-    }
-    if (!PlatformDiscovery(mReader, mDescription).discover(&mLayout, &error) ||
-        !mTable.build(mLayout, mDescription.fileName, mArbiter, &error)) {
-        LINUX_LOGE("%s", error.c_str());
-        mJournal.unlock();
-        return -EINVAL;
+        return r;
     }
     mRecord.bootId = ProcessIdentity::bootId(mReader);
     mRecord.ownerPid = getpid();
     mRecord.ownerStart = ProcessIdentity::startTime(mReader, getpid());
     mRecord.rollback = !mDescription.keepOnExit;
+    mBoostJournal.setOwner({mRecord.bootId, mRecord.ownerPid, mRecord.ownerStart});
     LINUX_LOGI("%s", mLayout.summary().c_str());
     mReady = true;
     return 0;
+}
+
+int LinuxBackend::discover(std::string* error) {
+    if (!PlatformDiscovery(mReader, mDescription).discover(&mLayout, error) ||
+        !CgroupDiscovery(mReader, mDescription).discover(&mLayout.cgroups, error) ||
+        !mTable.build(mLayout, mDescription.fileName, mArbiter, error)) {
+        return -EINVAL;
+    }
+    if (!mDescription.rungs.empty()) {
+        mLadder = SchedLadder(mDescription.rungs);
+    }
+    return mGroups.build(error) ? 0 : -EINVAL;
 }
 
 // doAction ------------------------------------------------------------------
@@ -93,6 +110,7 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
     if (action == nullptr) {
         return -EINVAL;
     }
+    // The probe thread binds the thread its next call is about (setProbeTarget).
     HolderKey key{action->cmdId, 0};
     if (tProbeBinding.backend == this) {
         key.instance = tProbeBinding.tid;
@@ -107,7 +125,8 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
     if (mArbiter.hasPending()) {
         mArbiter.retryPending();
     }
-    int r = end ? endRequest(key) : beginRequest(key, *action);
+    int r = key.instance != 0 ? (end ? endProbe(key) : beginProbe(key, *action))
+                              : (end ? mRequests.end(key) : beginRequest(key, *action));
     afterCall();
     return r;
 }
@@ -116,114 +135,50 @@ int LinuxBackend::beginRequest(HolderKey key, const Action& step) {
     int r = mDescription.strict
                 ? mNotes.strictAbsence(step.tagValues.data(), step.tagPairCount(), &step)
                 : 0;
-    if (r != 0) {
-        return r;
-    }
-    RequestBook::Request& request = mRequests.at(key);
-    mSavedNodes = request.nodes;
-    for (KernelNode* node : request.nodes) {
-        mArbiter.release(node, key);
-    }
-    request.nodes.clear();
-    const uint64_t seq = ++mSeq;
-    for (int i = 0; i < step.tagPairCount(); ++i) {
-        holdPair(key, step, i, seq, &request.nodes);
-    }
-    r = mArbiter.commit();
-    if (r != 0) {
-        request.nodes = mSavedNodes;  // the arbiter put the holders back
-    } else if (step.duration > 0) {
-        request.timed = true;
-        request.deadline = Clock::now() + std::chrono::milliseconds(step.duration);
-        mTimer.reschedule(request.deadline);
-    } else {
-        request.timed = false;
-    }
-    forgetIfIdle(key, request);
-    return r;
-}
-
-int LinuxBackend::endRequest(HolderKey key) {
-    RequestBook::Request* request = mRequests.find(key);
-    if (request == nullptr) {
-        return 0;
-    }
-    for (KernelNode* node : request->nodes) {
-        mArbiter.release(node, key);
-    }
-    int r = mArbiter.commit();
+    Clock::time_point deadline;
+    bool timed = false;
     if (r == 0) {
-        request->nodes.clear();
-        request->timed = false;
-        forgetIfIdle(key, *request);
+        r = mRequests.begin(key, step, ++mSeq, key.instance != 0 ? kBoostMinimumItem : nullptr,
+                            &deadline, &timed);
+    }
+    if (timed) {
+        mTimer.reschedule(deadline);
     }
     return r;
 }
 
-void LinuxBackend::forgetIfIdle(HolderKey key, const RequestBook::Request& request) {
-    // A command's entry is kept for its next begin (no allocation then); a probed
-    // thread's goes, as thread ids come and go.
-    if (request.nodes.empty() && key.instance != 0) {
-        mRequests.erase(key);
+// A probed thread: boosted, and the step's other pairs held for as long.
+int LinuxBackend::beginProbe(HolderKey key, const Action& step) {
+    int r = mBooster.boost(key.instance, boostMinimum(step));
+    if (r == 0 && (r = beginRequest(key, step)) != 0) {
+        mBooster.unboost(key.instance);
     }
+    return r;
 }
 
-void LinuxBackend::holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
-                            std::vector<KernelNode*>* held) {
-    const size_t at = static_cast<size_t>(pair) * 2;  // the pair's place in both vectors
-    const int tag = step.tagValues[at];
-    const int value = step.tagValues[at + 1];
-    char number[KernelText::kIntTextSize];
-    std::string_view text;
-    switch (NodeTable::kindOf(tag)) {
-        case TagKind::Bound:
-            if (value <= 0) {
-                return;  // no limit asked
-            }
-            break;
-        case TagKind::Number:
-            if (value <= 0) {
-                return;
-            }
-            text = std::string_view(number, KernelText::formatInt(value, number));
-            break;
-        case TagKind::Fork:
-            if (value < 0) {
-                return;
-            }
-            if (mTable.forkNode() != nullptr) {
-                text = mTable.forkText(value > 0);
-            }
-            break;
-        case TagKind::Item: {
-            if (pair >= step.keyPairCount()) {
-                return;
-            }
-            const std::string& name = step.keyValues[at];
-            bool known = false;
-            KernelNode* node = mTable.item(name, &known);
-            if (node == nullptr) {
-                mNotes.absent(tag, &name);
-                return;
-            }
-            mArbiter.hold(node, key, 0, step.keyValues[at + 1], seq);
-            held->push_back(node);
-            return;
+int LinuxBackend::endProbe(HolderKey key) {
+    int r = mRequests.end(key);
+    int unboosted = mBooster.unboost(key.instance);
+    return r != 0 ? r : unboosted;
+}
+
+unsigned LinuxBackend::boostMinimum(const Action& step) {
+    for (int i = 0; i < step.keyPairCount(); ++i) {
+        const size_t at = static_cast<size_t>(i) * 2;
+        int minimum = 0;
+        if (step.keyValues[at] != kBoostMinimumItem) {
+            continue;
         }
-        case TagKind::Skipped:
-            return;
-        default:
-            mNotes.warnOnce(tag, "not a tag this back-end writes; ignored");
-            return;
+        if (Vocabulary::parseInt(step.keyValues[at + 1], &minimum) && minimum >= 0 &&
+            static_cast<unsigned>(minimum) <= ThreadBooster::kMaxClamp) {
+            return static_cast<unsigned>(minimum);
+        }
+        mNotes.warnOnce(std::string(kBoostMinimumItem),
+                        std::string("the probe step's ") + kBoostMinimumItem + " \"" +
+                            step.keyValues[at + 1] + "\" is not 0..1024: the description's " +
+                            std::to_string(mDescription.boost.uclampMin) + " is used");
     }
-    const std::vector<KernelNode*>& nodes = *mTable.nodesFor(tag);
-    if (nodes.empty()) {
-        mNotes.absent(tag, nullptr);
-    }
-    for (KernelNode* node : nodes) {
-        mArbiter.hold(node, key, static_cast<long long>(value) * node->scale(), text, seq);
-        held->push_back(node);
-    }
+    return mDescription.boost.uclampMin;
 }
 
 // setConfig and getConfig -----------------------------------------------------
@@ -292,61 +247,38 @@ int LinuxBackend::getConfig(int len, const int* tags, int* values) {
         return -ENODEV;
     }
     for (int i = 0; i < len; ++i) {
-        values[i] = configValue(tags[i]);
+        values[i] = mTable.configValue(tags[i], mLayout);
     }
     return 0;
-}
-
-int LinuxBackend::configValue(int tag) {
-    switch (tag) {
-        case BRISK_TAG_LITTLE_CPU_HW_MAX:
-            return static_cast<int>(std::min<long long>(mLayout.little.hwMax(), INT_MAX));
-        case BRISK_TAG_BIG_CPU_HW_MAX:
-            return static_cast<int>(std::min<long long>(mLayout.big.hwMax(), INT_MAX));
-        case BRISK_TAG_GPU_HW_MAX:
-            return static_cast<int>(std::min<long long>(
-                mLayout.gpu.present ? mLayout.gpu.maxHz / mLayout.gpu.scale : 0, INT_MAX));
-        default:
-            break;
-    }
-    const std::vector<KernelNode*>* nodes = mTable.nodesFor(tag);
-    if (nodes == nullptr) {
-        return -1;
-    }
-    if (nodes->empty()) {
-        return 0;
-    }
-    KernelNode* node = nodes->front();
-    if (NodeTable::kindOf(tag) == TagKind::Fork) {
-        WantedText want;
-        if (!node->wanted(&want)) {
-            const std::string* original = node->file()->knownOriginal();
-            want.text = original != nullptr ? std::string_view(*original) : std::string_view();
-        }
-        std::string_view text = want.text;
-        return text == mTable.forkText(true) ? 1 : text == mTable.forkText(false) ? 0 : -1;
-    }
-    long long value = 0;
-    if (!node->valueInForce(&value)) {
-        return -1;
-    }
-    value /= node->scale();
-    return value > INT_MAX || value < INT_MIN ? -1 : static_cast<int>(value);
 }
 
 // Scheduling groups and thread boosts -----------------------------------------
 
 int LinuxBackend::doSchedLevelAction(int len, const int* tags, const int* levels) {
-    (void)len;
-    (void)tags;
-    (void)levels;
+    if (len < 0 || (len > 0 && (tags == nullptr || levels == nullptr))) {
+        return -EINVAL;
+    }
     std::lock_guard<std::mutex> lock(mMutex);
-    mNotes.warnOnce(-1, "scheduling-group levels are not written by this back-end yet");
-    return 0;
+    if (!mReady) {
+        return -ENODEV;
+    }
+    if (mArbiter.hasPending()) {
+        mArbiter.retryPending();
+    }
+    // All levels of the call or none: the commit undoes the call on a failure.
+    int r = mGroups.apply(len, tags, levels, mDescription.strict);
+    if (r == 0) {
+        r = mArbiter.commit();
+    }
+    afterCall();
+    return r;
 }
 
 int LinuxBackend::setProbeTarget(int tid, int mode) {
-    (void)mode;
+    (void)mode;  // the payload of the doAction that follows says boost or unboost
+    if (tid <= 0) {
+        return -EINVAL;
+    }
     tProbeBinding.backend = this;
     tProbeBinding.tid = tid;
     return 0;
@@ -377,12 +309,7 @@ LinuxBackend::Clock::time_point LinuxBackend::nextWake() {
 }
 
 void LinuxBackend::onTimer(Clock::time_point now) {
-    for (HolderKey key : mRequests.expired(now)) {
-        if (endRequest(key) != 0) {
-            // Tried again with the busy files; the failure was logged per file.
-            mRequests.at(key).deadline = now + kFirstRetry;
-        }
-    }
+    mRequests.expire(now, kFirstRetry);
     if (mRetryArmed && now >= mRetryAt) {
         mArbiter.retryPending();
         mRetryArmed = false;

@@ -8,7 +8,9 @@
 #include "platform/BriskPlat.h"
 #include "platform/linux/BackendDescription.h"
 #include "platform/linux/BackendTimer.h"
+#include "platform/linux/BoostJournal.h"
 #include "platform/linux/CapabilityNotes.h"
+#include "platform/linux/GroupLevels.h"
 #include "platform/linux/Journal.h"
 #include "platform/linux/KernelReader.h"
 #include "platform/linux/LinuxBackendSettings.h"
@@ -16,10 +18,13 @@
 #include "platform/linux/NodeArbiter.h"
 #include "platform/linux/NodeTable.h"
 #include "platform/linux/RequestBook.h"
+#include "platform/linux/SchedLadder.h"
+#include "platform/linux/ThreadBooster.h"
 
 // The performance back-end of a real Linux machine: it writes cpufreq, devfreq,
-// thermal and platform-item files, keeps every holder's request per file, puts
-// the originals back when it is deleted (and after a crash, from its journal).
+// thermal, platform-item and cgroup files and boosts probed threads, keeps every
+// holder's request per file, and puts the originals back when it is deleted (and
+// after a crash, from its journals).
 // All operations take one lock; the back-end never calls into the service.
 // Results: 0, or a negative errno (-ENODEV for a capability this machine lacks
 // when the description is strict, -EINVAL for unusable arguments).
@@ -40,6 +45,13 @@ public:
     int doSchedLevelAction(int len, const int* tags, const int* levels) override;
     int setProbeTarget(int tid, int mode) override;
 
+    // Where the back-end of `settings` journals its boosted threads.
+    static std::string boostJournalPath(const LinuxBackendSettings& settings) {
+        return settings.stateDir + "/threads";
+    }
+
+    // The probe step's platform item that sets the boost minimum (of 1024).
+    static constexpr char kBoostMinimumItem[] = "uclamp_min";
     // A busy file is retried this long after it refused, then less and less often.
     static constexpr std::chrono::milliseconds kFirstRetry{250};
     static constexpr std::chrono::milliseconds kLastRetry{8000};
@@ -47,18 +59,18 @@ public:
 private:
     using Clock = BackendTimer::Clock;
 
+    int discover(std::string* error);
     int beginRequest(HolderKey key, const Action& step);
-    int endRequest(HolderKey key);
-    void forgetIfIdle(HolderKey key, const RequestBook::Request& request);
-    void holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
-                  std::vector<KernelNode*>* held);
+    int beginProbe(HolderKey key, const Action& step);
+    int endProbe(HolderKey key);
+    unsigned boostMinimum(const Action& step);
     void setManagerValue(int tag, int value);
-    int configValue(int tag);
     void afterCall();
     Clock::time_point nextWake();
     void onTimer(Clock::time_point now);
 
     std::shared_ptr<FileOps> mOps;
+    std::shared_ptr<ThreadOps> mThreadOps;
     LinuxBackendSettings mSettings;
     KernelReader mReader;
     Journal mJournal;
@@ -67,9 +79,12 @@ private:
     MachineLayout mLayout;
     NodeArbiter mArbiter;
     NodeTable mTable;
-    RequestBook mRequests;
-    std::vector<KernelNode*> mSavedNodes;  // scratch: a request before its renewal
     CapabilityNotes mNotes{mDescription, mLayout, mTable};
+    RequestBook mRequests{mArbiter, mTable, mNotes};
+    SchedLadder mLadder;
+    GroupLevels mGroups{mLayout.cgroups, mLadder, mArbiter, mNotes};
+    BoostJournal mBoostJournal;
+    ThreadBooster mBooster{mReader, *mThreadOps, mBoostJournal, mDescription.boost};
     uint64_t mSeq = 0;
     bool mReady = false;
     bool mRetryArmed = false;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/linux/FileOps.h"
+#include "platform/linux/ThreadOps.h"
 
 // How a host sets up the Linux back-end (PlatformSelector::useLinuxBackend).
 struct LinuxBackendSettings {
@@ -17,4 +18,6 @@ struct LinuxBackendSettings {
     std::string descriptionFile;
     // The layer below every file operation; null: the real system calls.
     std::shared_ptr<FileOps> fileOps;
+    // The layer below the thread boosts' system calls; null: the real ones.
+    std::shared_ptr<ThreadOps> threadOps;
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <set>
 
+#include "config/Vocabulary.h"
 #include "platform/linux/KernelText.h"
 
 long long ClusterInfo::hwMax() const {
@@ -63,6 +64,15 @@ std::string MachineLayout::summary() const {
     if (fork.present) {
         found.push_back("fork_on_big_cluster " + fork.file);
     }
+    if (!cgroups.groups.empty()) {
+        std::string groups =
+            "groups (cgroup v" + std::to_string(cgroups.version) + " at " + cgroups.mount + "):";
+        for (const GroupInfo& group : cgroups.groups) {
+            groups += " " + group.folder + " (" + std::to_string(group.tag) +
+                      (group.uclamp ? "" : ", weight alone") + ")";
+        }
+        found.push_back(groups);
+    }
     if (!items.empty()) {
         found.push_back(std::to_string(items.size() - itemMissing.size()) + " of " +
                         std::to_string(items.size()) + " platform items");
@@ -81,6 +91,11 @@ std::string MachineLayout::summary() const {
     }
     for (const auto& entry : itemMissing) {
         reasons.insert("item " + entry.first + ": " + entry.second);
+    }
+    for (const auto& entry : cgroups.missing) {
+        const char* name = Vocabulary::nameForTag(entry.first);
+        reasons.insert("group " + std::string(name != nullptr ? name : "") + " (" +
+                       std::to_string(entry.first) + "): " + entry.second);
     }
     if (!reasons.empty()) {
         line += "; missing: ";

@@ -56,6 +56,22 @@ struct ItemInfo {
     int line = 0;  // in the description
 };
 
+struct GroupInfo {
+    int tag = 0;
+    std::string folder;  // under the cgroup mount
+    std::string dir;
+    bool uclamp = false;     // cpu.uclamp.min and cpu.uclamp.max are there
+    std::string weightFile;  // "cpu.weight" (v2), "cpu.shares" (v1), or "" for none
+};
+
+struct CgroupLayout {
+    std::string mount;  // kernel path of the cpu controller; empty: none found
+    int version = 0;
+    std::vector<GroupInfo> groups;       // mapped and present
+    std::vector<int> hmpTags;            // the groups hmp mode sets
+    std::map<int, std::string> missing;  // group tag -> why it has no folder here
+};
+
 struct MachineLayout {
     ClusterInfo little;
     ClusterInfo big;
@@ -63,6 +79,7 @@ struct MachineLayout {
     std::vector<ZoneInfo> zones;
     ForkInfo fork;
     std::vector<ItemInfo> items;
+    CgroupLayout cgroups;
     // Why a tag or an item has nothing to write on this machine.
     std::map<int, std::string> tagMissing;
     std::map<std::string, std::string> itemMissing;

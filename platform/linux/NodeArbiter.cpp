@@ -69,8 +69,13 @@ void NodeArbiter::hold(KernelNode* node, HolderKey key, long long value, std::st
 }
 
 void NodeArbiter::release(KernelNode* node, HolderKey key) {
-    touch(node);
-    node->release(key, nextUndo());
+    HolderUndo* undo = nextUndo();
+    node->release(key, undo);
+    if (undo->existed) {
+        touch(node);
+    } else {
+        --mUndoCount;  // it held nothing: nothing changed
+    }
 }
 
 int NodeArbiter::commit() {

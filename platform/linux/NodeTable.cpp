@@ -1,5 +1,8 @@
 #include "platform/linux/NodeTable.h"
 
+#include <algorithm>
+#include <climits>
+
 #include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
 
@@ -160,4 +163,41 @@ const char* NodeTable::unitOf(int tag) {
         default:
             return nullptr;
     }
+}
+
+int NodeTable::configValue(int tag, const MachineLayout& layout) const {
+    switch (tag) {
+        case BRISK_TAG_LITTLE_CPU_HW_MAX:
+            return static_cast<int>(std::min<long long>(layout.little.hwMax(), INT_MAX));
+        case BRISK_TAG_BIG_CPU_HW_MAX:
+            return static_cast<int>(std::min<long long>(layout.big.hwMax(), INT_MAX));
+        case BRISK_TAG_GPU_HW_MAX:
+            return static_cast<int>(std::min<long long>(
+                layout.gpu.present ? layout.gpu.maxHz / layout.gpu.scale : 0, INT_MAX));
+        default:
+            break;
+    }
+    const std::vector<KernelNode*>* nodes = nodesFor(tag);
+    if (nodes == nullptr) {
+        return -1;
+    }
+    if (nodes->empty()) {
+        return 0;
+    }
+    KernelNode* node = nodes->front();
+    if (NodeTable::kindOf(tag) == TagKind::Fork) {
+        WantedText want;
+        if (!node->wanted(&want)) {
+            const std::string* original = node->file()->knownOriginal();
+            want.text = original != nullptr ? std::string_view(*original) : std::string_view();
+        }
+        std::string_view text = want.text;
+        return text == forkText(true) ? 1 : text == forkText(false) ? 0 : -1;
+    }
+    long long value = 0;
+    if (!node->valueInForce(&value)) {
+        return -1;
+    }
+    value /= node->scale();
+    return value > INT_MAX || value < INT_MIN ? -1 : static_cast<int>(value);
 }

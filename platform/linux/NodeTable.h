@@ -38,6 +38,10 @@ public:
     // The node of a platform item, or null (`known` tells whether it is described).
     KernelNode* item(const std::string& name, bool* known) const;
     KernelNode* forkNode() const { return mFork; }
+    // What getConfig answers for `tag`: a hardware maximum of `layout`, or the
+    // value in force (the original when nothing is held) in configuration
+    // units; 0 for a capability this machine lacks, -1 for a tag it does not know.
+    int configValue(int tag, const MachineLayout& layout) const;
     const std::string& forkText(bool on) const { return on ? mForkOn : mForkOff; }
 
     static TagKind kindOf(int tag);

@@ -7,6 +7,7 @@
 #include "platform/linux/JournalRecovery.h"
 #include "platform/linux/LinuxPlat.h"
 #include "platform/linux/SystemFileOps.h"
+#include "platform/linux/SystemThreadOps.h"
 #include "platform/sim/LinuxLoadXml.h"
 #include "platform/sim/SimDevice.h"
 #include "platform/sim/SimPlat.h"
@@ -68,6 +69,8 @@ bool PlatformSelector::restoreLinuxBackend(const LinuxBackendSettings& settings,
                                            std::vector<std::string>* report) {
     std::shared_ptr<FileOps> ops =
         settings.fileOps != nullptr ? settings.fileOps : std::make_shared<SystemFileOps>();
+    std::shared_ptr<ThreadOps> threads =
+        settings.threadOps != nullptr ? settings.threadOps : std::make_shared<SystemThreadOps>();
     KernelReader reader(*ops, settings.kernelRoot);
     Journal journal(*ops, settings.stateDir);
     std::string error;
@@ -75,7 +78,8 @@ bool PlatformSelector::restoreLinuxBackend(const LinuxBackendSettings& settings,
         report->push_back("error: " + error);
         return false;
     }
-    int r = JournalRecovery(reader, journal).run(report);
+    int r = JournalRecovery(reader, journal, *threads, LinuxBackend::boostJournalPath(settings))
+                .run(report);
     if (r == 0 && report->empty()) {
         report->push_back("nothing to put back: no journal in " + settings.stateDir);
     }

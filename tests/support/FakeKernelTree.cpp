@@ -110,6 +110,33 @@ void FakeKernelTree::setBootId(const std::string& id) {
     write("/proc/sys/kernel/random/boot_id", id);
 }
 
+void FakeKernelTree::addThread(int tid, unsigned long long start) {
+    // Fields 3 to 21, then the start time (22) and a few more.
+    write("/proc/" + std::to_string(tid) + "/stat",
+          std::to_string(tid) + " (worker (x)) S 1 1 1 0 -1 4194560 0 0 0 0 0 0 0 0 20 0 1 0 " +
+              std::to_string(start) + " 0 0");
+}
+
+void FakeKernelTree::addCgroups(const std::string& mount, int version,
+                                const std::vector<std::string>& groups, bool uclamp) {
+    std::string options = version == 2 ? "cgroup2 cgroup2 rw" : "cgroup cgroup rw,cpu,cpuacct";
+    write("/proc/self/mountinfo",
+          "22 1 0:20 / /sys rw,nosuid - sysfs sysfs rw\n"
+          "35 22 0:30 / " +
+              mount + " rw,nosuid shared:9 - " + options);
+    if (version == 2) {
+        write(mount + "/cgroup.controllers", "cpuset cpu io memory pids");
+    }
+    const char* weight = version == 2 ? "cpu.weight" : "cpu.shares";
+    for (const std::string& group : groups) {
+        write(mount + "/" + group + "/" + weight, version == 2 ? "100" : "1024");
+        if (uclamp) {
+            write(mount + "/" + group + "/cpu.uclamp.min", "0.00");
+            write(mount + "/" + group + "/cpu.uclamp.max", "max");
+        }
+    }
+}
+
 void FakeKernelTree::buildBigLittle() {
     addPolicy(0, {0, 1, 2, 3}, 446, 1800000);
     addPolicy(4, {4, 5, 6, 7}, 1024, 2400000);

@@ -39,6 +39,13 @@ public:
                  const std::vector<std::pair<std::string, long long>>& trips,
                  long long sustainablePowerMw = 3500);
     void setBootId(const std::string& id);
+    // /proc/<tid>/stat of a thread started at `start` (clock ticks since boot).
+    void addThread(int tid, unsigned long long start);
+    // A cgroup v1 cpu controller at `mount` (listed in /proc/self/mountinfo) with
+    // `groups` as child folders, each with its weight file and, when `uclamp`,
+    // cpu.uclamp.min and cpu.uclamp.max (v2: cgroup2, cpu.weight).
+    void addCgroups(const std::string& mount, int version, const std::vector<std::string>& groups,
+                    bool uclamp);
 
     // The usual test machine: two policies (little 0-3, big 4-7), a Mali GPU and a
     // power-allocator zone with two passive trips.

@@ -5,6 +5,7 @@
 LinuxBackendSettings LinuxBackendFixture::settings(const std::string& description) {
     LinuxBackendSettings result = mTree.settings();
     result.fileOps = mOps;
+    result.threadOps = mThreads;
     if (!description.empty()) {
         result.descriptionFile = mTree.writeDescription(description);
     }

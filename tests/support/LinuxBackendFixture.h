@@ -10,6 +10,7 @@
 #include "config/Action.h"
 #include "platform/linux/LinuxBackend.h"
 #include "tests/support/FakeKernelTree.h"
+#include "tests/support/FakeThreadOps.h"
 #include "tests/support/FaultyFileOps.h"
 
 // A Linux back-end over a fake big.LITTLE tree, with the fault-injecting layer.
@@ -40,4 +41,6 @@ protected:
 
     FakeKernelTree mTree;
     std::shared_ptr<FaultyFileOps> mOps = std::make_shared<FaultyFileOps>();
+    // No test touches a real thread unless it says so.
+    std::shared_ptr<FakeThreadOps> mThreads = std::make_shared<FakeThreadOps>();
 };
