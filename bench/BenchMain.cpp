@@ -70,6 +70,7 @@ int main(int argc, char** argv) {
     registerIpcFloorBenchmarks();
     registerDaemonBenchmarks();
     registerLinuxBackendBenchmarks();
+    registerLinuxSchedBenchmarks();
 
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

@@ -10,3 +10,4 @@ void registerProbeThreadBenchmarks();
 void registerIpcFloorBenchmarks();
 void registerDaemonBenchmarks();
 void registerLinuxBackendBenchmarks();
+void registerLinuxSchedBenchmarks();

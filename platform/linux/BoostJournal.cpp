@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
 
 #include "platform/linux/KernelText.h"
 
@@ -13,12 +14,6 @@ namespace {
 const char kHeader[] = "brisk-linux-threads 1";
 const char kClamp[] = "clamp";
 const char kNice[] = "nice";
-
-std::string slotText(std::string line) {
-    line.resize(BoostJournal::kSlot - 1, ' ');
-    line += '\n';
-    return line;
-}
 
 bool parseNumber(std::string_view word, long long low, long long high, long long* value) {
     return KernelText::parseInt(word, value) && *value >= low && *value <= high;
@@ -66,10 +61,14 @@ int BoostJournal::openFile() {
     return r;
 }
 
-int BoostJournal::writeSlot(size_t slot, const std::string& line) {
-    const std::string text = slotText(line);
-    ssize_t n = mOps.pwrite(mFd, text.data(), text.size(), static_cast<off_t>(slot * kSlot));
-    return n < 0 ? static_cast<int>(n) : static_cast<size_t>(n) == text.size() ? 0 : -EIO;
+int BoostJournal::writeSlot(size_t slot, std::string_view line) {
+    // One slot, blank-padded to its size: one pwrite, nothing allocated.
+    char text[kSlot];
+    memset(text, ' ', sizeof(text));
+    memcpy(text, line.data(), std::min(line.size(), sizeof(text) - 1));
+    text[sizeof(text) - 1] = '\n';
+    ssize_t n = mOps.pwrite(mFd, text, sizeof(text), static_cast<off_t>(slot * kSlot));
+    return n < 0 ? static_cast<int>(n) : static_cast<size_t>(n) == sizeof(text) ? 0 : -EIO;
 }
 
 int BoostJournal::put(const BoostRecord& record, int* slot) {
@@ -83,9 +82,25 @@ int BoostJournal::put(const BoostRecord& record, int* slot) {
     } else if (mSlots >= kMaxSlots) {
         return -ENOSPC;
     }
-    r = writeSlot(at, "thread " + std::to_string(record.tid) + " " + std::to_string(record.start) +
-                          " " + (record.clamp ? kClamp : kNice) + " " +
-                          std::to_string(record.saved) + " " + std::to_string(record.ours));
+    char line[kSlot];
+    size_t length = 0;
+    auto word = [&](std::string_view text) {
+        memcpy(line + length, text.data(), text.size());
+        length += text.size();
+        line[length++] = ' ';
+    };
+    auto number = [&](long long value) {
+        length += KernelText::formatInt(value, line + length);
+        line[length++] = ' ';
+    };
+    word("thread");
+    number(record.tid);
+    number(static_cast<long long>(record.start));
+    word(record.clamp ? kClamp : kNice);
+    number(record.saved);
+    number(record.ours);
+    r = writeSlot(at, std::string_view(line, length - 1));
+
     if (r != 0) {
         return r;
     }

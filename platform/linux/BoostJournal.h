@@ -51,7 +51,7 @@ public:
 
 private:
     int openFile();
-    int writeSlot(size_t slot, const std::string& line);
+    int writeSlot(size_t slot, std::string_view line);
 
     FileOps& mOps;
     std::string mPath;

@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include "config/Vocabulary.h"
+#include "platform/linux/KernelText.h"
 
 namespace {
 constexpr long long kMinShares = 2;
@@ -114,9 +115,10 @@ void GroupLevels::set(KernelNode* node, long long value, bool percent) {
     // The manager is the only holder of a group's files: its level in force.
     if (value < 0) {
         mArbiter.release(node, kSchedHolder);
-    } else {
-        mArbiter.hold(
-            node, kSchedHolder, value,
-            percent ? SchedLadder::percentText(static_cast<int>(value)) : std::to_string(value), 0);
+        return;
     }
+    char text[KernelText::kIntTextSize];
+    size_t length = percent ? SchedLadder::percentText(static_cast<int>(value), text)
+                            : KernelText::formatInt(value, text);
+    mArbiter.hold(node, kSchedHolder, value, std::string_view(text, length), 0);
 }

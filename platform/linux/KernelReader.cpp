@@ -35,15 +35,19 @@ int KernelReader::readText(const std::string& fullPath, std::string* text, size_
     size_t total = 0;
     int result = 0;
     while (total < size) {
-        ssize_t n = mOps.pread(fd, buffer + total, size - total, static_cast<off_t>(total));
+        const size_t asked = size - total;
+        ssize_t n = mOps.pread(fd, buffer + total, asked, static_cast<off_t>(total));
         if (n < 0) {
             result = static_cast<int>(n);
             break;
         }
-        if (n == 0) {
+        total += static_cast<size_t>(n);
+        // Kernel attribute files give their whole text in one read: a short read
+        // is their end, with no second read to find it. Longer tables (a mount
+        // table) are read until the end is met.
+        if (n == 0 || (limit <= kMaxText && static_cast<size_t>(n) < asked)) {
             break;
         }
-        total += static_cast<size_t>(n);
     }
     mOps.close(fd);
     if (result == 0 && total > limit) {

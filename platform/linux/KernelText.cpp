@@ -126,15 +126,25 @@ bool KernelText::statField(std::string_view stat, int field, unsigned long long*
     if (paren == std::string_view::npos || field < 3) {
         return false;
     }
-    std::vector<std::string_view> rest = words(stat.substr(paren + 1));
-    // rest[0] is field 3 (the state).
-    size_t index = static_cast<size_t>(field - 3);
-    if (index >= rest.size()) {
-        return false;
+    // Field 3 (the state) is the first word after the name's last ')'.
+    size_t at = paren + 1;
+    for (int current = 3;; ++current) {
+        while (at < stat.size() && isBlank(stat[at])) {
+            ++at;
+        }
+        size_t end = at;
+        while (end < stat.size() && !isBlank(stat[end])) {
+            ++end;
+        }
+        if (end == at) {
+            return false;
+        }
+        if (current == field) {
+            auto [stop, error] = std::from_chars(stat.data() + at, stat.data() + end, *value);
+            return error == std::errc() && stop == stat.data() + end;
+        }
+        at = end;
     }
-    std::string_view text = rest[index];
-    auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *value);
-    return error == std::errc() && end == text.data() + text.size();
 }
 
 size_t KernelText::formatInt(long long value, char* buffer) {

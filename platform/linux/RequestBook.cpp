@@ -19,7 +19,7 @@ int RequestBook::begin(HolderKey key, const Action& step, uint64_t seq, const ch
     int r = mArbiter.commit();
     if (r != 0) {
         request.nodes = mSaved;  // the arbiter put the holders back
-    } else if (step.duration > 0) {
+    } else if (step.duration > 0 && !request.nodes.empty()) {
         request.timed = true;
         request.deadline = Clock::now() + std::chrono::milliseconds(step.duration);
         *deadline = request.deadline;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "platform/linux/KernelText.h"
 #include "sched/SchedTags.h"
 
 namespace {
@@ -60,7 +61,11 @@ GroupTarget SchedLadder::targetFor(int level, bool* clamped) const {
     return target;
 }
 
-std::string SchedLadder::percentText(int hundredths) {
-    std::string fraction = std::to_string(hundredths % 100);
-    return std::to_string(hundredths / 100) + (fraction.size() < 2 ? ".0" : ".") + fraction;
+size_t SchedLadder::percentText(int hundredths, char* buffer) {
+    size_t length = KernelText::formatInt(hundredths / 100, buffer);
+    const int fraction = hundredths % 100;
+    buffer[length++] = '.';
+    buffer[length++] = static_cast<char>('0' + fraction / 10);
+    buffer[length++] = static_cast<char>('0' + fraction % 10);
+    return length;
 }

@@ -35,8 +35,9 @@ public:
     int highest() const { return mRungs.back().level; }
 
     static std::vector<Rung> defaultRungs();
-    // "12.34": a percentage in hundredths as the kernel reads it.
-    static std::string percentText(int hundredths);
+    // "12.34": a percentage in hundredths as the kernel reads it, written into
+    // `buffer` (KernelText::kIntTextSize bytes at least); returns the length.
+    static size_t percentText(int hundredths, char* buffer);
 
     static constexpr int kDefaultWeight = 100;
     static constexpr int kFullClamp = 10000;  // 100.00 %
