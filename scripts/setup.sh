@@ -4,28 +4,9 @@
 set -euo pipefail
 
 PACKAGES=(
-    build-essential cmake pkg-config clang-format clang-tidy
+    build-essential cmake pkg-config clang-format clang-tidy scdoc
     libtinyxml2-dev android-liblog-dev android-libutils-dev libsafec-dev
     libgtest-dev libgmock-dev libbenchmark-dev
 )
 
-missing=()
-for pkg in "${PACKAGES[@]}"; do
-    if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q "install ok installed"; then
-        missing+=("$pkg")
-    fi
-done
-
-if [ ${#missing[@]} -eq 0 ]; then
-    exit 0
-fi
-
-if [ "$(id -u)" -ne 0 ]; then
-    echo "setup: missing packages: ${missing[*]}; run this script as root" >&2
-    exit 1
-fi
-
-echo "setup: installing ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
-apt-get update -qq
-apt-get install -y -qq --no-install-recommends "${missing[@]}"
+bash "$(dirname "$0")/install-packages.sh" "${PACKAGES[@]}"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds Brisk and runs every gate and test: the format check over every C++
 # source, a plain build with warnings as errors, clang-tidy over the library and
-# the tools, the suite; the whole suite again under AddressSanitizer with
+# the tools, the suite, and an install of it used by small hosts
+# (scripts/check-install.sh); the whole suite again under AddressSanitizer with
 # UndefinedBehaviorSanitizer; the threaded parts under ThreadSanitizer. Installs
 # missing packages first. Build folders: build/<kind>.
 set -euo pipefail
@@ -53,6 +54,8 @@ tidy() {
 build plain -DCMAKE_EXPORT_COMPILE_COMMANDS=ON
 tidy
 run_tests plain
+echo "== install check =="
+bash scripts/check-install.sh build/plain
 build asan -DBRISK_SANITIZE=address
 run_tests asan
 build tsan -DBRISK_SANITIZE=thread -DBRISK_BUILD_TOOLS=OFF -DBRISK_THREADED_TESTS_ONLY=ON

@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/ProgramCommand.h"
+
 namespace {
 
 const std::string kBinary = BRISK_BINARY_DIR "/tools/brisk-sim/brisk-sim";
@@ -70,6 +72,9 @@ SimRun runSim(const std::vector<std::string>& args, const std::string& input = "
     const std::string in = dir.file("in", input);
     const std::string out = dir.file("out", "");
     const std::string err = dir.file("err", "");
+    std::vector<std::string> words{kBinary};
+    words.insert(words.end(), args.begin(), args.end());
+    const ProgramCommand command(words);
     pid_t pid = fork();
     if (pid == 0) {
         int fdIn = open(in.c_str(), O_RDONLY);
@@ -78,12 +83,7 @@ SimRun runSim(const std::vector<std::string>& args, const std::string& input = "
         dup2(fdIn, 0);
         dup2(fdOut, 1);
         dup2(fdErr, 2);
-        std::vector<char*> argv{const_cast<char*>(kBinary.c_str())};
-        for (const std::string& arg : args) {
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        }
-        argv.push_back(nullptr);
-        execv(kBinary.c_str(), argv.data());
+        command.exec();
         _exit(127);
     }
     SimRun run;

@@ -83,6 +83,10 @@ TEST_F(DaemonTest, EveryEntryPointReachesTheServiceThroughBriskctl) {
     const std::string self = std::to_string(getpid());
     EXPECT_EQ(ctl({"event", "4116", "--msg", "pid=1|tid=" + self, "0"}).exitCode, 0);
     EXPECT_TRUE(eventually([&] { return recordHas("setProbeTarget " + self + " 0"); }));
+    // Unstopped, the boost is taken back 256 ms later; from then on only
+    // requests change the record.
+    EXPECT_TRUE(eventually([&] { return recordHas("setProbeTarget " + self + " -1"); }));
+    EXPECT_TRUE(eventually([this] { return countRecord("doAction cmd=4116 ") == 2; }));
 
     // Usage errors never reach the daemon.
     size_t before = record().size();

@@ -7,10 +7,7 @@
 #include <mutex>
 
 #include "platform/DeviceApi.h"
-
-#ifndef BRISK_DATA_DIR
-#define BRISK_DATA_DIR "/usr/local/share/brisk"
-#endif
+#include "platform/sim/InstallLayout.h"
 
 namespace {
 constexpr size_t kCfgPathSize = 128;
@@ -33,7 +30,7 @@ std::string joinPath(const std::string& root, const std::string& relative) {
 }  // namespace
 
 std::vector<std::string> CfgFileResolver::defaultRoots() {
-    return {"/etc/brisk/", BRISK_DATA_DIR "/"};
+    return {"/etc/brisk/", InstallLayout::dataDir() + "/"};
 }
 
 void CfgFileResolver::setFile(const std::string& path) {

@@ -26,6 +26,7 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/ProgramCommand.h"
 #include "tests/support/ServerHarness.h"
 
 extern const char kBriskd[];
@@ -264,17 +265,13 @@ protected:
 
     // Runs briskd without waiting for it; stderr goes to the folder's log.
     pid_t spawn(const std::vector<std::string>& args) {
-        std::vector<char*> argv;
-        for (const std::string& arg : args) {
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        }
-        argv.push_back(nullptr);
+        const ProgramCommand command(args);
         std::string log = mDir + "/briskd.log";
         pid_t pid = fork();
         if (pid == 0) {
             int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
             dup2(fd, STDERR_FILENO);
-            execv(argv[0], argv.data());
+            command.exec();
             _exit(127);
         }
         return pid;
@@ -308,11 +305,7 @@ protected:
         int n = counter++;
         std::string outPath = mDir + "/out" + std::to_string(n);
         std::string errPath = mDir + "/err" + std::to_string(n);
-        std::vector<char*> argv;
-        for (const std::string& arg : args) {
-            argv.push_back(const_cast<char*>(arg.c_str()));
-        }
-        argv.push_back(nullptr);
+        const ProgramCommand command(args);
         pid_t pid = fork();
         if (pid == 0) {
             int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -323,7 +316,7 @@ protected:
                 (setgroups(0, nullptr) != 0 || setgid(kNogroup) != 0 || setuid(kNobody) != 0)) {
                 _exit(126);
             }
-            execv(argv[0], argv.data());
+            command.exec();
             _exit(127);
         }
         int status = 0;

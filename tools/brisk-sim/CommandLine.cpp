@@ -3,13 +3,13 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <vector>
 
-#ifndef BRISK_SIM_SOURCE_CONFIG
-#define BRISK_SIM_SOURCE_CONFIG "etc/brisk_config_cust.xml"
-#endif
-#ifndef BRISK_SIM_INSTALLED_CONFIG
-#define BRISK_SIM_INSTALLED_CONFIG "/usr/local/share/brisk/xml/brisk_config_cust.xml"
-#endif
+#include "platform/sim/CfgFileResolver.h"
+
+namespace {
+const char kConfigName[] = "xml/brisk_config_cust.xml";
+}  // namespace
 
 bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std::string* error) {
     *out = CommandLine();
@@ -61,13 +61,17 @@ std::string CommandLine::usage() {
            "       brisk-sim --check [--config FILE]\n"
            "Replays SCENARIO (standard input when absent or -) against the service on the\n"
            "simulated device and prints its transcript, or checks the configuration FILE.\n"
-           "Without --config the shipped configuration is used:\n  " +
+           "Without --config the configuration the service would read is used:\n  " +
            defaultConfig() + "\n";
 }
 
 std::string CommandLine::defaultConfig() {
-    if (access(BRISK_SIM_SOURCE_CONFIG, R_OK) == 0) {
-        return BRISK_SIM_SOURCE_CONFIG;
+    const std::vector<std::string> roots = CfgFileResolver::defaultRoots();
+    for (const std::string& root : roots) {
+        if (access((root + kConfigName).c_str(), R_OK) == 0) {
+            return root + kConfigName;
+        }
     }
-    return BRISK_SIM_INSTALLED_CONFIG;
+    // None is there: name the install's own, which the error then mentions.
+    return roots.back() + kConfigName;
 }

@@ -11,7 +11,8 @@ struct CommandLine {
     enum class Mode { Run, Check, Help };
 
     Mode mode = Mode::Run;
-    // The configuration: FILE, or the shipped one when --config is not given.
+    // The configuration: FILE, or the one the service would read when --config
+    // is not given.
     std::string configPath;
     // The scenario file; empty or "-" for standard input.
     std::string scenarioPath;
@@ -19,7 +20,8 @@ struct CommandLine {
     // False, with `error` saying what is wrong, for arguments that make no sense.
     static bool parse(int argc, const char* const* argv, CommandLine* out, std::string* error);
     static std::string usage();
-    // The shipped configuration: the one of the source tree brisk-sim was built
-    // from when it is still there, else the installed one.
+    // The configuration the service reads on this machine: the administrator's
+    // in /etc/brisk/, else the one shipped with the install (never a file of the
+    // source tree).
     static std::string defaultConfig();
 };

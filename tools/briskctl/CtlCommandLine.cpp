@@ -17,6 +17,7 @@ const char kGeneralHelp[] =
     "\n"
     "  --socket PATH     the daemon's socket (default /run/brisk/briskd.sock)\n"
     "  --timeout-ms MS   how long to wait for the daemon (default 10000)\n"
+    "  --tag-names       list the tag names of the configuration language\n"
     "\n"
     "'briskctl COMMAND --help' describes one command. Exit status: 0 when the\n"
     "service's result is 0, 1 for any other result, 2 for usage errors, 3 when\n"
@@ -208,6 +209,13 @@ CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
         if (isHelp(args[i])) {
             line.outcome = Outcome::Help;
             line.text = kGeneralHelp;
+            return line;
+        }
+        if (args[i] == "--tag-names") {
+            line.outcome = Outcome::Help;
+            for (const std::string& name : Vocabulary::tagNames()) {
+                line.text += name + "\n";
+            }
             return line;
         }
         if (i + 1 >= args.size()) {
