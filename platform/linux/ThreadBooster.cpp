@@ -74,6 +74,9 @@ int ThreadBooster::boost(int tid, unsigned minimum) {
         mBoosts.erase(held);
     }
     int r = mClampWorks ? boostByClamp(tid, minimum, &record) : -EOPNOTSUPP;
+    if (r == -ENOSYS) {
+        r = -EOPNOTSUPP;  // a kernel (or an emulator) without sched_setattr: no clamping either
+    }
     if (r == -EOPNOTSUPP) {
         if (mClampWorks) {
             mClampWorks = false;
