@@ -194,24 +194,9 @@ TEST_F(LinuxBoostTest, ABoostLeftByAKilledBackEndIsTakenBackByTheNextOne) {
     showRealThread(worker.tid());
     setpriority(PRIO_PROCESS, static_cast<id_t>(worker.tid()), 4);
     const int before = worker.boostable();
-    int ready[2];
-    ASSERT_EQ(pipe(ready), 0);
-    pid_t child = fork();
-    ASSERT_GE(child, 0);
-    if (child == 0) {
-        LinuxBackend backend(onTheRealKernel());
-        int ok = backend.initialize() == 0 && probe(backend, worker.tid(), 0, mProbeStep) == 0;
-        (void)!write(ready[1], &ok, sizeof(ok));
-        pause();
-        _exit(0);
-    }
-    close(ready[1]);
-    int ok = 0;
-    ASSERT_EQ(read(ready[0], &ok, sizeof(ok)), static_cast<ssize_t>(sizeof(ok)));
-    close(ready[0]);
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    ASSERT_EQ(ok, 1);
+    ASSERT_TRUE(applyThenCrash(onTheRealKernel(), [&](LinuxBackend& backend) {
+        return probe(backend, worker.tid(), 0, mProbeStep) == 0;
+    }));
     ASSERT_EQ(worker.boostable(), kernelHasUclamp() ? 512 : -1);
     LinuxBackend next(onTheRealKernel());
     ASSERT_EQ(next.initialize(), 0);

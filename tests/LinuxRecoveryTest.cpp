@@ -21,29 +21,13 @@ protected:
     // A child process applies limits through its own back-end, then is killed
     // with SIGKILL before it can put anything back.
     void crashAfterApplying() {
-        int ready[2];
-        ASSERT_EQ(pipe(ready), 0);
-        pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child == 0) {
-            LinuxBackend backend(settings());
+        ASSERT_TRUE(applyThenCrash(settings(), [](LinuxBackend& backend) {
             int tag = BRISK_TAG_GROUP_TOP_APP;
             int level = 40;
-            int ok = backend.initialize() == 0 &&
-                     set(backend,
-                         {{BRISK_TAG_LITTLE_CPU_MAX, 1000000}, {BRISK_TAG_GPU_MAX, 300000}}) == 0 &&
-                     backend.doSchedLevelAction(1, &tag, &level) == 0;
-            (void)!write(ready[1], &ok, sizeof(ok));
-            pause();
-            _exit(0);
-        }
-        close(ready[1]);
-        int ok = 0;
-        ASSERT_EQ(read(ready[0], &ok, sizeof(ok)), static_cast<ssize_t>(sizeof(ok)));
-        close(ready[0]);
-        ASSERT_EQ(ok, 1);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+            return set(backend,
+                       {{BRISK_TAG_LITTLE_CPU_MAX, 1000000}, {BRISK_TAG_GPU_MAX, 300000}}) == 0 &&
+                   backend.doSchedLevelAction(1, &tag, &level) == 0;
+        }));
         ASSERT_EQ(mTree.read(cpu(0, "max")), "1000000");
         ASSERT_EQ(mTree.read(gpu("max")), "300000000");
         ASSERT_EQ(mTree.read(kTopAppMin), "50.00");

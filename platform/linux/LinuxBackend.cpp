@@ -106,6 +106,21 @@ int LinuxBackend::discover(std::string* error) {
 
 // doAction ------------------------------------------------------------------
 
+bool LinuxBackend::arraysUsable(int len, const int* tags, const int* values) {
+    return len == 0 || (len > 0 && tags != nullptr && values != nullptr);
+}
+
+int LinuxBackend::enter() {
+    if (!mReady) {
+        return -ENODEV;
+    }
+    // A busy file waits for the next call (and the timer).
+    if (mArbiter.hasPending()) {
+        mArbiter.retryPending();
+    }
+    return 0;
+}
+
 int LinuxBackend::doAction(const Action* action, unsigned int len, const int* payload) {
     if (action == nullptr) {
         return -EINVAL;
@@ -119,14 +134,12 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
     // A null payload is no payload, whatever the length: a begin.
     const bool end = len > 0 && payload != nullptr && payload[0] == Vocabulary::kEnd;
     std::lock_guard<std::mutex> lock(mMutex);
-    if (!mReady) {
-        return -ENODEV;
+    int r = enter();
+    if (r != 0) {
+        return r;
     }
-    if (mArbiter.hasPending()) {
-        mArbiter.retryPending();
-    }
-    int r = key.instance != 0 ? (end ? endProbe(key) : beginProbe(key, *action))
-                              : (end ? mRequests.end(key) : beginRequest(key, *action));
+    r = key.instance != 0 ? (end ? endProbe(key) : beginProbe(key, *action))
+                          : (end ? mRequests.end(key) : beginRequest(key, *action));
     afterCall();
     return r;
 }
@@ -184,17 +197,14 @@ unsigned LinuxBackend::boostMinimum(const Action& step) {
 // setConfig and getConfig -----------------------------------------------------
 
 int LinuxBackend::setConfig(int len, const int* tags, const int* values) {
-    if (len < 0 || (len > 0 && (tags == nullptr || values == nullptr))) {
+    if (!arraysUsable(len, tags, values)) {
         return -EINVAL;
     }
     std::lock_guard<std::mutex> lock(mMutex);
-    if (!mReady) {
-        return -ENODEV;
+    int r = enter();
+    if (r == 0 && mDescription.strict) {
+        r = mNotes.strictAbsence(tags, len, nullptr);
     }
-    if (mArbiter.hasPending()) {
-        mArbiter.retryPending();
-    }
-    int r = mDescription.strict ? mNotes.strictAbsence(tags, len, nullptr) : 0;
     if (r == 0) {
         for (int i = 0; i < len; ++i) {
             setManagerValue(tags[i], values[i]);
@@ -239,7 +249,7 @@ void LinuxBackend::setManagerValue(int tag, int value) {
 }
 
 int LinuxBackend::getConfig(int len, const int* tags, int* values) {
-    if (len < 0 || (len > 0 && (tags == nullptr || values == nullptr))) {
+    if (!arraysUsable(len, tags, values)) {
         return -EINVAL;
     }
     std::lock_guard<std::mutex> lock(mMutex);
@@ -255,18 +265,15 @@ int LinuxBackend::getConfig(int len, const int* tags, int* values) {
 // Scheduling groups and thread boosts -----------------------------------------
 
 int LinuxBackend::doSchedLevelAction(int len, const int* tags, const int* levels) {
-    if (len < 0 || (len > 0 && (tags == nullptr || levels == nullptr))) {
+    if (!arraysUsable(len, tags, levels)) {
         return -EINVAL;
     }
     std::lock_guard<std::mutex> lock(mMutex);
-    if (!mReady) {
-        return -ENODEV;
-    }
-    if (mArbiter.hasPending()) {
-        mArbiter.retryPending();
-    }
     // All levels of the call or none: the commit undoes the call on a failure.
-    int r = mGroups.apply(len, tags, levels, mDescription.strict);
+    int r = enter();
+    if (r == 0) {
+        r = mGroups.apply(len, tags, levels, mDescription.strict);
+    }
     if (r == 0) {
         r = mArbiter.commit();
     }

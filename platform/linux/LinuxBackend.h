@@ -60,6 +60,10 @@ private:
     using Clock = BackendTimer::Clock;
 
     int discover(std::string* error);
+    static bool arraysUsable(int len, const int* tags, const int* values);
+    // With the lock held, at the start of a call: -ENODEV before initialize,
+    // else 0 after retrying the busy files.
+    int enter();
     int beginRequest(HolderKey key, const Action& step);
     int beginProbe(HolderKey key, const Action& step);
     int endProbe(HolderKey key);

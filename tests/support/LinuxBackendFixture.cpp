@@ -1,5 +1,9 @@
 #include "tests/support/LinuxBackendFixture.h"
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include "config/Vocabulary.h"
 
 LinuxBackendSettings LinuxBackendFixture::settings(const std::string& description) {
@@ -76,4 +80,30 @@ std::string LinuxBackendFixture::gpu(const char* bound) {
 
 std::string LinuxBackendFixture::trip(int k) {
     return std::string(FakeKernelTree::kZoneDir) + "0/trip_point_" + std::to_string(k) + "_temp";
+}
+
+bool LinuxBackendFixture::applyThenCrash(const LinuxBackendSettings& settings,
+                                         const std::function<bool(LinuxBackend&)>& apply) {
+    int ready[2];
+    if (pipe(ready) != 0) {
+        return false;
+    }
+    pid_t child = fork();
+    if (child == 0) {
+        LinuxBackend backend(settings);
+        int ok = backend.initialize() == 0 && apply(backend);
+        (void)!write(ready[1], &ok, sizeof(ok));
+        pause();
+        _exit(0);
+    }
+    close(ready[1]);
+    int ok = 0;
+    bool answered =
+        child > 0 && read(ready[0], &ok, sizeof(ok)) == static_cast<ssize_t>(sizeof(ok));
+    close(ready[0]);
+    if (child > 0) {
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+    }
+    return answered && ok == 1;
 }

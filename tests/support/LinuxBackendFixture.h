@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include <memory>
 #include <string>
 #include <utility>
@@ -30,6 +32,11 @@ protected:
     static int end(PerfBackend& backend, const Action& action);
     static int set(PerfBackend& backend, const std::vector<std::pair<int, int>>& pairs);
     static int get(PerfBackend& backend, int tag);
+    // Runs `apply` in a child process with a back-end of `settings` and kills it
+    // with SIGKILL once `apply` has answered: a back-end that never restores.
+    // True when the back-end started and `apply` succeeded.
+    static bool applyThenCrash(const LinuxBackendSettings& settings,
+                               const std::function<bool(LinuxBackend&)>& apply);
 
     // Kernel paths of the tree.
     static std::string cpu(int policy, const char* bound);  // "min" or "max"
