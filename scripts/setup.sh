@@ -7,6 +7,9 @@ PACKAGES=(
     build-essential cmake pkg-config clang-format clang-tidy scdoc
     libtinyxml2-dev android-liblog-dev android-libutils-dev libsafec-dev
     libgtest-dev libgmock-dev libbenchmark-dev
+    # The fuzz targets: clang with libFuzzer and the sanitizer runtimes, and the
+    # symbolizer that puts file and line into their reports.
+    clang libclang-rt-14-dev llvm
 )
 
 bash "$(dirname "$0")/install-packages.sh" "${PACKAGES[@]}"

@@ -3,8 +3,9 @@
 # source, a plain build with warnings as errors, clang-tidy over the library and
 # the tools, the suite, and an install of it used by small hosts
 # (scripts/check-install.sh); the whole suite again under AddressSanitizer with
-# UndefinedBehaviorSanitizer; the threaded parts under ThreadSanitizer. Installs
-# missing packages first. Build folders: build/<kind>.
+# UndefinedBehaviorSanitizer; the threaded parts under ThreadSanitizer; every
+# libFuzzer target for 15 seconds (scripts/fuzz.sh, clang). Installs missing
+# packages first. Build folders: build/<kind>.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -60,4 +61,7 @@ build asan -DBRISK_SANITIZE=address
 run_tests asan
 build tsan -DBRISK_SANITIZE=thread -DBRISK_BUILD_TOOLS=OFF -DBRISK_THREADED_TESTS_ONLY=ON
 run_tests tsan
+# A short run of every fuzz target on its corpus: a finding fails the run and
+# leaves its reproducer in build/fuzz/findings/ (docs/developing.md, Fuzzing).
+bash scripts/fuzz.sh 15
 echo "== all gates and test runs passed =="
