@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -135,6 +136,12 @@ TEST_F(LinuxBoostTest, OnThisKernelABoostRaisesTheThreadAndItsEndPutsItBack) {
     // A thread that has ended: a failure the probe thread simply passes over.
     int gone = worker.tid();
     worker.end();
+    // Joined is not yet gone everywhere (under an emulator the host thread may
+    // outlive the join for a moment): wait until the kernel no longer lists it.
+    std::string task = "/proc/" + std::to_string(getpid()) + "/task/" + std::to_string(gone);
+    for (int i = 0; i < 500 && access(task.c_str(), F_OK) == 0; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
     log.clear();
     EXPECT_EQ(probe(backend, gone, 0, mProbeStep), -ESRCH);
     EXPECT_TRUE(log.lines().empty());
