@@ -76,15 +76,29 @@ public:
     static bool clientForName(const std::string& name, int* clientId);
 
     // ---- Event frequency tags: the floors and ceilings an event may set ----
+    // Each frequency domain (little cluster, big cluster, GPU) with its floor and
+    // ceiling tags and the read-only tag of its hardware maximum.
     struct FloorAndCeiling {
         int floor;
         int ceiling;
+        int hardwareMax;
     };
     static constexpr FloorAndCeiling kFreqLimitPairs[] = {
-        {BRISK_TAG_LITTLE_CPU_MIN, BRISK_TAG_LITTLE_CPU_MAX},
-        {BRISK_TAG_BIG_CPU_MIN, BRISK_TAG_BIG_CPU_MAX},
-        {BRISK_TAG_GPU_MIN, BRISK_TAG_GPU_MAX},
+        {BRISK_TAG_LITTLE_CPU_MIN, BRISK_TAG_LITTLE_CPU_MAX, BRISK_TAG_LITTLE_CPU_HW_MAX},
+        {BRISK_TAG_BIG_CPU_MIN, BRISK_TAG_BIG_CPU_MAX, BRISK_TAG_BIG_CPU_HW_MAX},
+        {BRISK_TAG_GPU_MIN, BRISK_TAG_GPU_MAX, BRISK_TAG_GPU_HW_MAX},
     };
+    static constexpr int kFreqDomainCount = sizeof(kFreqLimitPairs) / sizeof(kFreqLimitPairs[0]);
+    // The domain (index into kFreqLimitPairs) of a floor or ceiling tag; -1 for
+    // any other tag.
+    static constexpr int freqDomainOf(int tag) {
+        for (int i = 0; i < kFreqDomainCount; ++i) {
+            if (kFreqLimitPairs[i].floor == tag || kFreqLimitPairs[i].ceiling == tag) {
+                return i;
+            }
+        }
+        return -1;
+    }
     static constexpr bool isFreqFloorTag(int tag) {
         return tag == BRISK_TAG_LITTLE_CPU_MIN || tag == BRISK_TAG_BIG_CPU_MIN ||
                tag == BRISK_TAG_GPU_MIN;

@@ -16,6 +16,12 @@
 #include <string>
 #include <vector>
 
+#include <tinyxml2.h>
+
+#include <set>
+
+#include "bench/JsonReader.h"
+#include "config/Vocabulary.h"
 #include "tests/support/ProgramCommand.h"
 
 namespace {
@@ -106,9 +112,11 @@ SimRun runScenario(const std::string& scenario, const std::string& config = kShi
     return runSim({"--config", config, "-"}, scenario);
 }
 
-SimRun check(const std::string& xml) {
+SimRun check(const std::string& xml, const std::vector<std::string>& more = {}) {
     TempDir dir;
-    return runSim({"--check", "--config", dir.file("brisk_config_cust.xml", xml)});
+    std::vector<std::string> args{"--check", "--config", dir.file("brisk_config_cust.xml", xml)};
+    args.insert(args.end(), more.begin(), more.end());
+    return runSim(args);
 }
 
 std::string policy(const std::string& commands) {
@@ -332,6 +340,7 @@ TEST_F(BriskSimScenario, LinesItCannotUnderstandStopTheRunWithTheirNumber) {
         {"event 100 len=1 len=1", "len= given twice"},
         {"event 100 len=-1", "len \"-1\" is not a number from 0 to 4294967295"},
         {"event 100 len=4294967296", "is not a number from 0 to 4294967295"},
+        {"event 100 len=1025 7", "len 1025 with payload values is above 1024"},
         {"event 100 on", "payload value \"on\" is not a decimal int32"},
         {"sleep", "sleep needs one number of milliseconds"},
         {"sleep -1", "sleep needs one number of milliseconds"},
@@ -369,15 +378,31 @@ TEST_F(BriskSimScenario, UsageErrorsExitWithTwo) {
         {"--config", kShippedConfig, "--config", kShippedConfig},
         {scenario, scenario},
         {"--check", scenario},
-        {"--config", "/nonexistent/brisk.xml", scenario},
-        {"--check", "--config", "/nonexistent/brisk.xml"},
-        {"/nonexistent/x.scenario"},
-        {"--config", "/" + std::string(130, 'x'), scenario},
+        {"--check", "--timeline", "x.svg"},
+        {"--timeline", "x.png", scenario},
+        {"--device", "d", scenario},
+        {"--check", "--format", "xml"},
+        {"--config", dir.file(std::string(120, 'x'), readFile(kShippedConfig)), scenario},
     };
     for (const auto& args : cases) {
         SimRun run = runSim(args);
         EXPECT_EQ(run.status, 2) << args[0] << "...: usage errors exit with 2";
         EXPECT_TRUE(contains(run.err, "usage: brisk-sim")) << run.err;
+    }
+    // A file it cannot read is one line with the system's reason and a hint.
+    const std::vector<std::vector<std::string>> unreadable = {
+        {"--config", "/nonexistent/brisk.xml", scenario},
+        {"--check", "--config", "/nonexistent/brisk.xml"},
+        {"/nonexistent/x.scenario"},
+        {"--check", "--device", "/nonexistent/device"},
+    };
+    for (const auto& args : unreadable) {
+        SimRun run = runSim(args);
+        EXPECT_EQ(run.status, 2) << args.back();
+        EXPECT_TRUE(contains(run.err, "cannot read the ") &&
+                    contains(run.err, ": No such file or directory") &&
+                    std::count(run.err.begin(), run.err.end(), '\n') == 1)
+            << run.err;
     }
     SimRun help = runSim({"--help"});
     EXPECT_EQ(help.status, 0);
@@ -414,10 +439,119 @@ TEST_F(BriskSimScenario, GarbageLinesNeverCrashIt) {
             scenario += '\n';
         }
         scenario += std::string(tail, sizeof(tail) - 1);
-        SimRun run = runScenario(scenario);
+        // Half the rounds are drawn too.
+        TempDir dir;
+        const std::string picture = dir.file("garbage.svg", "");
+        std::vector<std::string> args{"--config", kShippedConfig, "-"};
+        if (round % 2 == 1) {
+            args.insert(args.begin(), {"--timeline", picture});
+        }
+        SimRun run = runSim(args, scenario);
         expectClean(run, "garbage round " + std::to_string(round));
         EXPECT_TRUE(run.status == 0 || run.status == 1) << "status " << run.status;
     }
+}
+
+TEST_F(BriskSimScenario, NamesCommandsAndClientsAsTheConfigurationDoes) {
+    SimRun run = runScenario(
+        "init\nevent app_launch begin\nevent app_launch end\nset dusk big_cpu_max=1800000\n"
+        "set Fern 40=1\n");
+    ASSERT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(contains(run.out, "> event app_launch begin\nplat setConfig 1:1400000") &&
+                contains(run.out, "plat doAction cmd=12300 duration=0 len=1 payload=0 ") &&
+                contains(run.out, "plat doAction cmd=12300 duration=0 len=1 payload=-1 "))
+        << "a command name is its id, begin and end the payloads 0 and -1:\n"
+        << run.out;
+    EXPECT_TRUE(contains(run.out, "> set dusk big_cpu_max=1800000\nlog I setConfig clientId=1") &&
+                contains(run.out, "> set Fern 40=1\nlog I setConfig clientId=2"))
+        << "client names in any letter case:\n"
+        << run.out;
+
+    SimRun unknown = runScenario("event app_lunch 0\n");
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_TRUE(contains(unknown.err,
+                         "line 1: command id \"app_lunch\" is not a decimal int32 "
+                         "nor a command name of the configuration"))
+        << unknown.err;
+}
+
+TEST_F(BriskSimScenario, AFailedInitExitsWithThreeAfterTheWholeTranscript) {
+    SimRun run = runScenario("fail initialize 7\ninit\nevent 12300 0\nversion\n");
+    expectClean(run, "failed init");
+    EXPECT_EQ(run.status, 3) << run.err;
+    EXPECT_TRUE(contains(run.out, "> init\nplat initialize\nlog E initialize failed!\n= 7\n") &&
+                contains(run.out, "> version\n= 1\n"))
+        << "the transcript runs to its end:\n"
+        << run.out;
+    EXPECT_TRUE(contains(run.err, "line 2: init answered 7: the service did not start")) << run.err;
+}
+
+// ---- the timeline ----
+
+// Nodes the transcript shows the device set to: frequency and thermal limits
+// written with setConfig, group levels with doSchedLevelAction.
+std::set<std::string> nodesSetIn(const std::string& transcript) {
+    std::set<std::string> nodes;
+    for (const std::string& line : lines(transcript)) {
+        const bool config = line.compare(0, 15, "plat setConfig ") == 0;
+        const bool levels = line.compare(0, 24, "plat doSchedLevelAction ") == 0;
+        if (!config && !levels) {
+            continue;
+        }
+        std::istringstream words(line.substr(config ? 15 : 24));
+        for (std::string pair; words >> pair;) {
+            const int tag = std::stoi(pair.substr(0, pair.find(':')));
+            const bool drawn =
+                levels || Vocabulary::freqDomainOf(tag) >= 0 ||
+                (tag >= BRISK_TAG_IPA_ON_TEMP && tag <= BRISK_TAG_IPA_SUSTAINABLE_POWER);
+            if (drawn && Vocabulary::nameForTag(tag) != nullptr) {
+                nodes.insert(Vocabulary::nameForTag(tag));
+            }
+        }
+    }
+    return nodes;
+}
+
+TEST_F(BriskSimExamples, EveryExampleDrawsAWellFormedTimelineThatRenders) {
+    const bool renderer = system("command -v rsvg-convert >/dev/null 2>&1") == 0;
+    TempDir dir;
+    for (const std::string& name : exampleNames()) {
+        const std::string svg = dir.file(name + ".svg", "");
+        SimRun run = runSim({"--config", kShippedConfig, "--timeline", svg,
+                             kSource + "/etc/examples/" + name + ".scenario"});
+        expectClean(run, name);
+        ASSERT_EQ(run.status, 0) << name << ": " << run.err;
+        tinyxml2::XMLDocument doc;
+        ASSERT_EQ(doc.LoadFile(svg.c_str()), tinyxml2::XML_SUCCESS)
+            << name << ": the SVG must be well-formed XML: " << doc.ErrorStr();
+        std::set<std::string> series;
+        size_t count = 0;
+        for (const tinyxml2::XMLElement* g = doc.RootElement()->FirstChildElement("g");
+             g != nullptr; g = g->NextSiblingElement("g")) {
+            if (g->Attribute("class", "series") != nullptr) {
+                series.insert(g->Attribute("data-node"));
+                ++count;
+            }
+        }
+        EXPECT_EQ(series, nodesSetIn(run.out)) << name << ": one series per node that changed";
+        EXPECT_EQ(count, series.size()) << name << ": no node drawn twice";
+        const std::string text = readFile(svg);
+        EXPECT_FALSE(contains(text, "<script") || contains(text, "href") ||
+                     contains(text, "<image"))
+            << name << ": the picture is self-contained";
+        ASSERT_TRUE(renderer) << "rsvg-convert (librsvg2-bin, scripts/setup.sh) renders the SVG";
+        const std::string png = dir.file(name + ".png", "");
+        ASSERT_EQ(system(("rsvg-convert -o " + png + " " + svg).c_str()), 0) << name;
+        EXPECT_EQ(readFile(png).compare(0, 4, "\x89PNG"), 0) << name << ": a PNG";
+        EXPECT_GT(readFile(png).size(), 10000u) << name << ": the PNG shows something";
+    }
+    const std::string html = dir.file("tour.html", "");
+    SimRun page = runSim(
+        {"--config", kShippedConfig, "--timeline", html, kSource + "/etc/examples/tour.scenario"});
+    ASSERT_EQ(page.status, 0) << page.err;
+    const std::string text = readFile(html);
+    EXPECT_EQ(text.compare(0, 15, "<!DOCTYPE html>"), 0);
+    EXPECT_TRUE(contains(text, "<svg xmlns=") && !contains(text, "<script")) << "inline SVG";
 }
 
 // ---- the configuration checker ----
@@ -468,9 +602,12 @@ TEST_F(BriskSimCheck, FindsWhatStopsStartUp) {
     }
     const std::pair<std::string, std::string> unloadable[] = {
         {manyAttributes + "/></policy>", "the element at line 2 has more than 64 attributes"},
-        {"<policy><c id=\"1\">", "cannot be read as XML"},
-        {"", "cannot be read as XML"},
-        {"<config><c id=\"1\"/></config>", "no top-level \"policy\" element"},
+        {"<policy>\n<c id=\"1\">\n<s></c></policy>",
+         "no well-formed XML: <s> opened at line 3 is never closed (a missing or misspelt </s>)"},
+        {"<policy><c id=1/></policy>", "an attribute of <c> at line 1 is malformed"},
+        {"", "the file holds no XML element"},
+        {"<config><c id=\"1\"/></config>",
+         "no top-level <policy> element (its first element is <config>)"},
         {"<policy>  </policy>", "holds no command"},
     };
     for (const auto& c : unloadable) {
@@ -542,7 +679,8 @@ TEST_F(BriskSimCheck, FindsWhatTheServiceRefusesAtRunTime) {
         "error 12301 (line 12): ipa_on_temp(17)=60000: the frequency path takes only tags 1, 2, 4, "
         "5, 7, 8",
         "error 12302 (line 13): 44 frequency pairs: at most 43 fit in one step",
-        "error 12303 (line 14): floor 700000 above ceiling 500000 (tags 7, 8)",
+        "error 12303 (line 14): floor 700000 above ceiling 500000 (tags 7, 8; the ceiling at "
+        "line 14)",
         "warning 12304 (line 15): the on/off step has no pairs",
         "error 300 (line 16): 9 level pairs: a scheduling event (duration 0) takes 1 to 8",
         "error 301 (line 19): little_cpu_max(2)=5 is no scheduling group",
@@ -581,20 +719,20 @@ TEST_F(BriskSimCheck, FindsWhatTheLoaderDropsWithoutAWord) {
         "error 100 (line 10): id 100 is defined again (first at line 9): the loader keeps the "
         "first",
         "warning 101 (line 12): 4 steps: the loader reads the first three",
-        "error 102 (line 13): step 1: parameter led is empty: the loader drops the whole step",
+        "error 102 (line 13): step 1 is dropped: parameter led is empty",
         "warning 102 (line 13): step 1 is dropped, so step 2 is the one the service reads",
-        "error 103 (line 14): step 1: duration \"1.5\" is not a decimal int32",
-        "error 103 (line 14): step 2: big_cpu_max \"2e6\" is not a decimal int32",
-        "warning 104 (line 15): litle_cpu_max is no name of the configuration language: the "
-        "platform gets it as item (10, 1) with its text (did you mean little_cpu_max?)",
-        "(did you mean boost?)",
-        "zz is no name of the configuration language: the platform gets it as item (10, 1) with "
-        "its text\n",
-        "warning - (line 17): a second \"policy\" element is ignored",
+        "error 103 (line 14): step 1 is dropped: duration \"1.5\" is not a decimal int32",
+        "error 103 (line 14): step 2 is dropped: big_cpu_max \"2e6\" is not a decimal int32",
+        "error 104 (line 15): litle_cpu_max is no parameter of the configuration language; did "
+        "you mean little_cpu_max? As written, the platform gets it as a platform item",
+        "Boost is no parameter of the configuration language; did you mean boost?",
+        "warning - (line 17): a second <policy> element is ignored",
     };
     for (const char* problem : problems) {
         EXPECT_TRUE(contains(run.out, problem)) << "missing \"" << problem << "\" in:\n" << run.out;
     }
+    EXPECT_FALSE(contains(run.out, "zz is")) << "a name close to none of the language's is taken "
+                                                "as a platform item without a word";
     EXPECT_TRUE(contains(run.out, "100 unknown (line 9)\n  step 1: duration 5;"))
         << "the first definition is the one listed:\n"
         << run.out;
@@ -617,7 +755,10 @@ TEST_F(BriskSimCheck, BrokenFilesNeverCrashIt) {
         if (round % 2 == 1) {
             text += "</step></command></policy>";
         }
-        SimRun run = check(text);
+        // Every other round as JSON against a device that declares items.
+        SimRun run = round % 2 == 0 ? check(text)
+                                    : check(text, {"--format", "json", "--device",
+                                                   kSource + "/etc/examples/simulated.device"});
         expectClean(run, "broken file round " + std::to_string(round));
         EXPECT_TRUE(run.status == 0 || run.status == 1) << run.status << "\n" << run.err;
     }
@@ -628,6 +769,194 @@ TEST_F(BriskSimCheck, BrokenFilesNeverCrashIt) {
     SimRun run = check(deep);
     expectClean(run, "deep nesting");
     EXPECT_EQ(run.status, 1);
+}
+
+// ---- the checker against the device ----
+
+// A file of the two start-up commands (lines 3 and 4) and `commands` from line 5 on.
+std::string startUpAnd(const std::string& commands) {
+    return policy(kStartUp + commands);
+}
+
+TEST_F(BriskSimCheck, CatchesEachAuthorMistakeAtItsElement) {
+    struct Case {
+        const char* commands;
+        const char* finding;
+        int status;
+    };
+    const Case cases[] = {
+        {"<c id=\"12300\"><s>\n<litle_cpu_max>1500000</litle_cpu_max></s></c>",
+         "error 12300 (line 6): litle_cpu_max is no parameter of the configuration language; did "
+         "you mean little_cpu_max?",
+         1},
+        {"<c id=\"12300\"><s>\n<little_cpu_max>1200</little_cpu_max></s></c>",
+         "warning 12300 (line 6): little_cpu_max 1200 is below a thousandth of the little "
+         "cluster's hardware maximum, 2000000 kHz on the simulated device: it looks like MHz; the "
+         "configuration takes kHz (1200000)",
+         0},
+        {"<c id=\"12300\"><s>\n<big_cpu_max>9000000</big_cpu_max></s></c>",
+         "error 12300 (line 6): big_cpu_max 9000000 is above the big cluster's hardware maximum, "
+         "2600000 kHz on the simulated device\n",
+         1},
+        {"<c id=\"4122\"><s><priority>300</priority>\n<gpu_min>600000000</gpu_min></s></c>",
+         "error 4122 (line 6): gpu_min 600000000 is above the GPU's hardware maximum, 800000 kHz "
+         "on the simulated device: it looks like Hz; the configuration takes kHz (600000)",
+         1},
+        {"<c id=\"12300\"><s>\n<little_cpu_max>1400000</little_cpu_max>\n"
+         "<little_cpu_max>1500000</little_cpu_max></s></c>",
+         "warning 12300 (line 7): little_cpu_max is given 2 times in this step (lines 6, 7): the "
+         "last one, \"1500000\" at line 7, is used",
+         0},
+        {"<c id=\"12300\">\n<little_cpu_max>1500000</little_cpu_max></c>",
+         "error 12300 (line 6): <little_cpu_max> holds a value but no parameters: it is taken as "
+         "step 1, an empty one (is the <step> element around it missing?)",
+         1},
+        {"<c id=\"300\">\n<s><top_app>10</top_app>\n<ipa_on_temp>1</ipa_on_temp></s></c>",
+         "error 300 (line 7): ipa_on_temp(17)=1 is no scheduling group", 1},
+    };
+    for (const Case& c : cases) {
+        SimRun run = check(startUpAnd(c.commands));
+        expectClean(run, c.commands);
+        EXPECT_EQ(run.status, c.status) << c.commands << "\n" << run.out;
+        EXPECT_TRUE(contains(run.out, c.finding)) << "expected \"" << c.finding << "\" in:\n"
+                                                  << run.out;
+    }
+
+    SimRun lenient = check(startUpAnd(cases[0].commands), {"--lenient"});
+    EXPECT_EQ(lenient.status, 0) << "--lenient makes a likely misspelling a warning";
+    EXPECT_TRUE(contains(lenient.out, "warning 12300 (line 6): litle_cpu_max")) << lenient.out;
+}
+
+TEST_F(BriskSimCheck, SaysOfADroppedStepOnlyWhyAndPutsCausesFirst) {
+    SimRun run = check(policy(
+        "<c id=\"5376\"><s><hmp>0</hmp></s></c>\n<c id=\"4116\">\n<s>\n<duration>1.5</duration>\n"
+        "<litle_cpu_max>9000000</litle_cpu_max></s></c>"));
+    expectClean(run, "dropped step");
+    const std::string cause =
+        "error 4116 (line 6): step 1 is dropped: duration \"1.5\" is not a "
+        "decimal int32";
+    const std::string consequence = "warning 4116 (line 4): the probe command has no usable step";
+    ASSERT_TRUE(contains(run.out, cause) && contains(run.out, consequence)) << run.out;
+    EXPECT_LT(run.out.find(cause), run.out.find(consequence)) << "the cause comes first";
+    EXPECT_FALSE(contains(run.out, "litle_cpu_max is") || contains(run.out, "9000000 is"))
+        << "nothing else is said of a step that is dropped:\n"
+        << run.out;
+}
+
+TEST_F(BriskSimCheck, KnowsTheDeviceFromADeviceFile) {
+    const std::string device = kSource + "/etc/examples/simulated.device";
+    SimRun shipped = runSim({"--check", "--config", kShippedConfig, "--device", device});
+    EXPECT_EQ(shipped.status, 0) << shipped.out;
+    EXPECT_TRUE(contains(shipped.out, "problems: none"))
+        << "the shipped configuration names only items the device declares:\n"
+        << shipped.out;
+
+    TempDir dir;
+    const std::string small =
+        dir.file("phone.device", "# a phone\nlittle 1800000\nbig 2400000  # kHz\nitem fan lamp\n");
+    SimRun run =
+        check(startUpAnd("<c id=\"12300\"><s>\n<fann>1</fann>\n<lamp>1</lamp>\n"
+                         "<big_cpu_max>2500000</big_cpu_max>\n<gpu_max>9</gpu_max></s></c>"),
+              {"--device", small});
+    EXPECT_EQ(run.status, 1);
+    const std::string findings[] = {
+        "error 12300 (line 6): fann is neither a parameter of the configuration language nor a "
+        "platform item of " +
+            small + " (did you mean fan?)",
+        "error 12300 (line 8): big_cpu_max 2500000 is above the big cluster's hardware maximum, "
+        "2400000 kHz on " +
+            small,
+        "2 errors, 0 warnings",  // lamp is declared; the GPU's maximum is not known
+    };
+    for (const std::string& finding : findings) {
+        EXPECT_TRUE(contains(run.out, finding)) << "missing \"" << finding << "\" in:\n" << run.out;
+    }
+
+    const std::pair<std::string, std::string> broken[] = {
+        {"little 1.8GHz\n", "line 1: little needs one hardware maximum"},
+        {"big 1\nbig 2\n", "line 2: big is given twice"},
+        {"cpu 5\n", "line 1: unknown word \"cpu\" (known: little, big, gpu, item)"},
+    };
+    for (const auto& c : broken) {
+        SimRun bad = runSim(
+            {"--check", "--config", kShippedConfig, "--device", dir.file("bad.device", c.first)});
+        EXPECT_EQ(bad.status, 2) << c.first;
+        EXPECT_TRUE(contains(bad.err, "bad.device, " + c.second)) << bad.err;
+    }
+}
+
+TEST_F(BriskSimCheck, ReportsInJsonForEditorsAndCi) {
+    SimRun run = check(policy("<c id=\"5376\"><s><hmp>0</hmp></s></c>\n<c id=\"12300\"><s>\n"
+                              "<gpu_max>0</gpu_max></s></c>\n<c id=\"100\"><s>\n"
+                              "<duration>1\xff</duration></s></c>"),
+                       {"--format", "json"});
+    EXPECT_EQ(run.status, 1);
+    Json report;
+    std::string error;
+    ASSERT_TRUE(parseJson(run.out, &report, &error)) << error << "\n" << run.out;
+    EXPECT_EQ(report.numberOr("errors", -1), 3);
+    EXPECT_EQ(report.numberOr("warnings", -1), 0);
+    const Json* findings = report.get("findings");
+    ASSERT_TRUE(findings != nullptr && findings->items.size() == 3) << run.out;
+    const Json& missing = findings->items[0];
+    EXPECT_EQ(missing.get("command")->number, 4116);
+    EXPECT_EQ(missing.numberOr("line", -1), 0) << "a command that is missing has no line";
+    EXPECT_EQ(missing.textOr("code", ""), "probe-missing");
+    const Json& value = findings->items[1];
+    EXPECT_TRUE(contains(value.textOr("file", ""), "brisk_config_cust.xml"));
+    EXPECT_EQ(value.numberOr("line", -1), 5);
+    EXPECT_EQ(value.get("command")->number, 12300);
+    EXPECT_EQ(value.textOr("severity", ""), "error");
+    EXPECT_EQ(value.textOr("code", ""), "onoff-value");
+    EXPECT_EQ(value.textOr("message", "").rfind("gpu_max(8)=0: on/off values must be", 0), 0u);
+    EXPECT_TRUE(contains(run.out, "duration \\\"1\\ufffd\\\" is not a decimal int32"))
+        << "a byte that is no UTF-8 is U+FFFD:\n"
+        << run.out;
+
+    SimRun unreadable = check("<policy>", {"--format", "json"});
+    ASSERT_TRUE(parseJson(unreadable.out, &report, &error)) << unreadable.out;
+    EXPECT_EQ(report.get("findings")->items[0].get("command")->type, Json::Type::Null);
+}
+
+// Runs brisk-sim with `args` and its standard output on a terminal (a pseudo
+// terminal of the test), with NO_COLOR set to `noColor` when it is not null.
+std::string onTerminal(const std::vector<std::string>& args, const char* noColor) {
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
+        return "<no pseudo terminal>";
+    }
+    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
+    std::vector<std::string> words{kBinary};
+    words.insert(words.end(), args.begin(), args.end());
+    const ProgramCommand command(words);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(slave, 1);
+        setenv("TERM", "xterm", 1);
+        noColor != nullptr ? setenv("NO_COLOR", noColor, 1) : unsetenv("NO_COLOR");
+        command.exec();
+        _exit(127);
+    }
+    close(slave);
+    std::string out;
+    char buffer[4096];
+    for (ssize_t n; (n = read(master, buffer, sizeof(buffer))) > 0;) {
+        out.append(buffer, static_cast<size_t>(n));
+    }
+    close(master);
+    waitpid(pid, nullptr, 0);
+    return out;
+}
+
+TEST_F(BriskSimCheck, ColoursSeveritiesOnATerminalUnlessNoColorIsSet) {
+    TempDir dir;
+    const std::vector<std::string> args{"--check", "--config",
+                                        dir.file("c.xml", startUpAnd("<c id=\"12300\"><s/></c>"))};
+    const std::string warning = "\033[1;33mwarning\033[0m 12300";
+    EXPECT_TRUE(contains(onTerminal(args, nullptr), warning)) << onTerminal(args, nullptr);
+    EXPECT_TRUE(contains(onTerminal(args, ""), warning)) << "an empty NO_COLOR is not set";
+    EXPECT_FALSE(contains(onTerminal(args, "1"), "\033[")) << "NO_COLOR=1: no colour";
+    EXPECT_FALSE(contains(runSim(args).out, "\033[")) << "no colour into a file";
 }
 
 }  // namespace

@@ -1,35 +1,39 @@
-// brisk-sim --check: the input is the configuration file the checker reads (with
-// the service's loader and its own reading of the raw XML); its report goes to
-// /dev/null.
+// brisk-sim --check: the input is the configuration text the checker reads (with
+// the service's loader and its own reading of the raw XML), checked against the
+// simulated device or, for every other input, a device that declares platform
+// items; the listing, the report and its JSON go to /dev/null.
 #include <cstdio>
 #include <cstdlib>
 
 #include "tests/fuzz/FuzzHost.h"
-#include "tests/support/TempConfig.h"
 #include "tools/brisk-sim/ConfigChecker.h"
 
 namespace {
-struct Target {
-    TempConfig config = TempConfig::withContent("");
-    FILE* report = fopen("/dev/null", "w");
-};
-
-Target& target() {
-    static Target* instance = [] {
+FILE* devNull() {
+    static FILE* file = [] {
         FuzzHost::quietOutputs();
-        auto* created = new Target();
-        if (created->report == nullptr) {
+        FILE* opened = fopen("/dev/null", "w");
+        if (opened == nullptr) {
             abort();
         }
-        return created;
+        return opened;
     }();
-    return *instance;
+    return file;
 }
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    Target& checked = target();
-    FuzzHost::writeFile(checked.config.path(), data, size);
-    ConfigChecker().run(checked.config.path(), checked.report);
+    FILE* out = devNull();
+    ConfigChecker::Options options;
+    if (size % 2 == 1) {
+        options.device.itemsKnown = true;
+        options.device.items = {"touch_boost", "governor"};
+    }
+    options.lenient = size % 4 == 3;
+    ConfigChecker checker(options);
+    checker.check("fuzz.xml", reinterpret_cast<const char*>(data), size);
+    checker.printListing(out);
+    checker.report().printText(out, true);
+    checker.report().printJson(out, "fuzz.xml");
     return 0;
 }

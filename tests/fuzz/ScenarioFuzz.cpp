@@ -1,8 +1,9 @@
 // brisk-sim's scenarios: the input is a scenario. Every line goes through the
 // tokenizer and the parser (also the lines after one that fails), then the
 // scenario is played as brisk-sim plays it, against the service on the shipped
-// configuration, with its transcript written to /dev/null. Sleep lines are left
-// out of the play: they would only wait.
+// configuration (whose command names events may use), with its transcript
+// written to /dev/null and its timeline drawn. Sleep lines are left out of the
+// play: they would only wait.
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -11,9 +12,12 @@
 #include "platform/sim/CfgFileResolver.h"
 #include "platform/sim/SimDevice.h"
 #include "tests/fuzz/FuzzHost.h"
+#include "tools/brisk-sim/FileText.h"
 #include "tools/brisk-sim/ScenarioParser.h"
 #include "tools/brisk-sim/ScenarioRunner.h"
 #include "tools/brisk-sim/ScenarioTokenizer.h"
+#include "tools/brisk-sim/TimelinePicture.h"
+#include "tools/brisk-sim/TimelineRecorder.h"
 #include "tools/brisk-sim/TranscriptHooks.h"
 
 namespace {
@@ -28,6 +32,20 @@ FILE* devNull() {
         return opened;
     }();
     return file;
+}
+
+// The command names of the shipped configuration.
+const CommandNames& names() {
+    static const CommandNames* shipped = [] {
+        std::string text;
+        std::string why;
+        if (!FileText::read(BRISK_SOURCE_DIR "/etc/brisk_config_cust.xml", FileText::kNoLimit,
+                            &text, &why)) {
+            abort();
+        }
+        return new CommandNames(CommandNames::fromConfig(text.data(), text.size()));
+    }();
+    return *shipped;
 }
 
 // The scenario without its sleep lines; every line parsed on the way.
@@ -46,7 +64,7 @@ std::string parseEveryLine(const std::string& scenario) {
         ScenarioCommand command;
         const bool parsed = !ScenarioTokenizer::isSkipped(text) &&
                             ScenarioTokenizer::split(text, &tokens, &error) &&
-                            ScenarioParser::parse(tokens, &command, &error);
+                            ScenarioParser::parse(tokens, &command, &error, &names());
         if (parsed && command.kind == ScenarioCommand::Kind::Sleep) {
             continue;
         }
@@ -61,12 +79,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::istringstream played(parseEveryLine(FuzzHost::text(data, size)));
     SimDevice::instance().reset();
     TranscriptWriter writer(out);
-    TranscriptHooks hooks(writer);
+    TimelineRecorder recorder(names());
+    TranscriptHooks hooks(writer, [&recorder](const SimCall& call) { recorder.onCall(call); });
     // As brisk-sim does: the server goes before the hooks.
     auto server = std::make_unique<SimServer>();
-    ScenarioRunner runner(writer, *server);
+    ScenarioRunner runner(writer, *server, names(), &recorder);
     std::string error;
     runner.run(played, &error);
     server.reset();
+    const std::string picture = TimelinePicture::svg(recorder.timeline(), "fuzz");
+    fwrite(picture.data(), 1, picture.size(), out);
     return 0;
 }

@@ -9,59 +9,109 @@
 
 namespace {
 const char kConfigName[] = "xml/brisk_config_cust.xml";
+
+bool endsWith(const std::string& text, const char* suffix) {
+    const size_t n = strlen(suffix);
+    return text.size() > n && text.compare(text.size() - n, n, suffix) == 0;
+}
+
+// The value of an option that takes one (`--config FILE`): the next argument,
+// which must be there, not empty, and given once.
+bool optionValue(int argc, const char* const* argv, int* i, std::string* value,
+                 const char* valueName, std::string* error) {
+    const char* option = argv[*i];
+    if (!value->empty()) {
+        *error = std::string(option) + " given twice";
+        return false;
+    }
+    if (*i + 1 >= argc || argv[*i + 1][0] == '\0') {
+        *error = std::string(option) + " needs " + valueName;
+        return false;
+    }
+    *value = argv[++*i];
+    return true;
+}
+
+// Options that only make sense in one mode.
+bool checkModes(const CommandLine& args, bool haveScenario, std::string* error) {
+    const bool check = args.mode == CommandLine::Mode::Check;
+    if (check && haveScenario) {
+        *error = "--check reads no SCENARIO";
+    } else if (check && !args.timelinePath.empty()) {
+        *error = "--timeline draws a replay, not a check";
+    } else if (!check && (!args.devicePath.empty() || args.lenient ||
+                          args.format != CommandLine::Format::Text)) {
+        *error = "--device, --lenient and --format go with --check";
+    } else if (!args.timelinePath.empty() && !endsWith(args.timelinePath, ".svg") &&
+               !endsWith(args.timelinePath, ".html")) {
+        *error = "--timeline needs a FILE ending in .svg or .html";
+    } else {
+        return true;
+    }
+    return false;
+}
 }  // namespace
 
 bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std::string* error) {
     *out = CommandLine();
-    bool haveConfig = false;
     bool haveScenario = false;
+    std::string format;
     for (int i = 1; i < argc; ++i) {
         const char* arg = argv[i];
+        bool ok = true;
         if (strcmp(arg, "--help") == 0 || strcmp(arg, "-h") == 0) {
             out->mode = Mode::Help;
             return true;
         }
         if (strcmp(arg, "--check") == 0) {
             out->mode = Mode::Check;
+        } else if (strcmp(arg, "--lenient") == 0) {
+            out->lenient = true;
         } else if (strcmp(arg, "--config") == 0) {
-            if (haveConfig) {
-                *error = "--config given twice";
-                return false;
+            ok = optionValue(argc, argv, &i, &out->configPath, "a FILE", error);
+        } else if (strcmp(arg, "--device") == 0) {
+            ok = optionValue(argc, argv, &i, &out->devicePath, "a FILE", error);
+        } else if (strcmp(arg, "--timeline") == 0) {
+            ok = optionValue(argc, argv, &i, &out->timelinePath, "a FILE", error);
+        } else if (strcmp(arg, "--format") == 0) {
+            ok = optionValue(argc, argv, &i, &format, "text or json", error);
+            if (ok && format != "text" && format != "json") {
+                *error = "--format takes text or json, not " + format;
+                ok = false;
             }
-            if (i + 1 >= argc || argv[i + 1][0] == '\0') {
-                *error = "--config needs a FILE";
-                return false;
-            }
-            haveConfig = true;
-            out->configPath = argv[++i];
+            out->format = format == "json" ? Format::Json : Format::Text;
         } else if (arg[0] == '-' && arg[1] != '\0') {
             *error = std::string("unknown option ") + arg;
-            return false;
+            ok = false;
+        } else if (haveScenario) {
+            *error = "only one SCENARIO can be replayed at a time";
+            ok = false;
         } else {
-            if (haveScenario) {
-                *error = "only one SCENARIO can be replayed at a time";
-                return false;
-            }
             haveScenario = true;
             out->scenarioPath = arg;
         }
+        if (!ok) {
+            return false;
+        }
     }
-    if (out->mode == Mode::Check && haveScenario) {
-        *error = "--check reads no SCENARIO";
+    if (!checkModes(*out, haveScenario, error)) {
         return false;
     }
-    if (!haveConfig) {
+    if (out->configPath.empty()) {
         out->configPath = defaultConfig();
     }
     return true;
 }
 
 std::string CommandLine::usage() {
-    return "usage: brisk-sim [--config FILE] [SCENARIO]\n"
-           "       brisk-sim --check [--config FILE]\n"
+    return "usage: brisk-sim [--config FILE] [--timeline PICTURE.svg|.html] [SCENARIO]\n"
+           "       brisk-sim --check [--config FILE] [--device DEVICE] [--lenient]\n"
+           "                 [--format text|json]\n"
            "Replays SCENARIO (standard input when absent or -) against the service on the\n"
-           "simulated device and prints its transcript, or checks the configuration FILE.\n"
-           "Without --config the configuration the service would read is used:\n  " +
+           "simulated device and prints its transcript (and draws it with --timeline), or\n"
+           "checks the configuration FILE against DEVICE (a device file; the simulated\n"
+           "device's presets without --device). Without --config the configuration the\n"
+           "service would read is used:\n  " +
            defaultConfig() + "\n";
 }
 

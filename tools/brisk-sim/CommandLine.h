@@ -3,12 +3,15 @@
 #include <string>
 
 // The program's arguments:
-//   brisk-sim [--config FILE] [SCENARIO]     replay SCENARIO (standard input when
-//                                             absent or "-") against the service
-//   brisk-sim --check [--config FILE]        check a configuration file
+//   brisk-sim [--config FILE] [--timeline PICTURE] [SCENARIO]
+//       replay SCENARIO (standard input when absent or "-") against the service;
+//       with --timeline also draw it into PICTURE (.svg or .html)
+//   brisk-sim --check [--config FILE] [--device DEVICE] [--lenient] [--format text|json]
+//       check a configuration file, against DEVICE (the simulated device when absent)
 //   brisk-sim --help
 struct CommandLine {
     enum class Mode { Run, Check, Help };
+    enum class Format { Text, Json };
 
     Mode mode = Mode::Run;
     // The configuration: FILE, or the one the service would read when --config
@@ -16,6 +19,12 @@ struct CommandLine {
     std::string configPath;
     // The scenario file; empty or "-" for standard input.
     std::string scenarioPath;
+    // --check: the device file (empty: the simulated device), --lenient, --format.
+    std::string devicePath;
+    bool lenient = false;
+    Format format = Format::Text;
+    // The picture of the run; empty for none.
+    std::string timelinePath;
 
     // False, with `error` saying what is wrong, for arguments that make no sense.
     static bool parse(int argc, const char* const* argv, CommandLine* out, std::string* error);

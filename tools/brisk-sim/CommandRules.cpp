@@ -56,6 +56,22 @@ std::string ladderText() {
 }
 }  // namespace
 
+int CheckedCommand::stepLine(size_t step) const {
+    return step < lines.size() && lines[step].step > 0 ? lines[step].step : line;
+}
+
+int CheckedCommand::durationLine(size_t step) const {
+    return step < lines.size() && lines[step].duration > 0 ? lines[step].duration : stepLine(step);
+}
+
+int CheckedCommand::pairLine(size_t step, int index) const {
+    if (step < lines.size() && index >= 0 &&
+        static_cast<size_t>(index) < lines[step].pairs.size()) {
+        return lines[step].pairs[static_cast<size_t>(index)];
+    }
+    return stepLine(step);
+}
+
 CommandRules::CommandRules(BriskServer& priorities, std::map<int, int> builtInPriorities,
                            bool hmpDefaults)
     : mPriorities(priorities), mBuiltIn(std::move(builtInPriorities)), mHmpDefaults(hmpDefaults) {}
@@ -90,7 +106,7 @@ std::string CommandRules::apply(const CheckedCommand& command, CheckReport& repo
         case Route::ReportSwitch: {
             const char* what = id == V::kClientRestartCmdId ? "the client restart notice"
                                                             : "the frequency-report switch";
-            report.warning(id, command.line,
+            report.warning("never-read", command.line,
                            std::string("never read: the service handles ") + std::to_string(id) +
                                " (" + what + ") itself, without its configuration");
             return std::string("not read: ") + what;
@@ -110,7 +126,7 @@ std::string CommandRules::apply(const CheckedCommand& command, CheckReport& repo
     if (!EventRouter::readsStep(id)) {
         const std::string last = std::to_string(V::kFreqReportSwitchCmdId);
         report.warning(
-            id, command.line,
+            "never-dispatched", command.line,
             "never dispatched: events with ids above " + last + " are ignored (result 0)");
         return "ignored: ids above " + last + " are never dispatched";
     }
@@ -123,8 +139,8 @@ std::string CommandRules::apply(const CheckedCommand& command, CheckReport& repo
 
 std::string CommandRules::probe(const CheckedCommand& command, CheckReport& report) {
     if (command.steps.empty()) {
-        report.warning(command.id, command.line,
-                       "the probe command has no step: the platform gets an empty action "
+        report.warning("probe-without-step", command.line,
+                       "the probe command has no usable step: the platform gets an empty action "
                        "(duration -1) on every boost and unboost");
         return "probe: boosts with an empty action";
     }
@@ -133,7 +149,7 @@ std::string CommandRules::probe(const CheckedCommand& command, CheckReport& repo
         "probe: each boosted thread gets step 1 with payload 0, each unboosted one with -1";
     if (first.duration > V::kProbeDurationCap) {
         const std::string cap = std::to_string(V::kProbeDurationCap);
-        report.warning(command.id, command.line,
+        report.warning("probe-duration-capped", command.durationLine(0),
                        "duration " + std::to_string(first.duration) + " is capped at " + cap +
                            " when the probe handler is built");
         role += " (duration capped at " + cap + ")";
@@ -142,9 +158,8 @@ std::string CommandRules::probe(const CheckedCommand& command, CheckReport& repo
 }
 
 std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& report) {
-    const int id = command.id;
     if (command.steps.empty()) {
-        report.error(id, command.line,
+        report.error("defaults-without-step", command.line,
                      "the defaults have no step: no default levels are stored and every group "
                      "stays at 0");
         return "defaults: none stored";
@@ -153,14 +168,14 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
     if (step.duration != 0) {
         std::string fate =
             step.duration > 0 ? "it goes to the platform as a timed action" : "it is ignored";
-        report.error(id, command.line,
+        report.error("defaults-duration", command.durationLine(0),
                      "the defaults step has duration " + std::to_string(step.duration) + ": " +
                          fate + " and no default levels are stored");
         return "defaults: none stored (duration " + std::to_string(step.duration) + ")";
     }
     const int n = step.tagPairCount();
     if (n != 1 && n != SCHED_MAX_GROUP_NUM) {
-        report.error(id, command.line,
+        report.error("defaults-pair-count", command.stepLine(0),
                      std::to_string(n) +
                          " level pairs: the defaults are one hmp pair or eight EAS group pairs; " +
                          kDefaultsFail);
@@ -174,7 +189,7 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
         if (!allowed) {
             std::string need = n == 1 ? "a single default pair must be hmp (tag 50)"
                                       : "eight default pairs must be the EAS groups 51..58";
-            report.error(id, command.line,
+            report.error("defaults-group", command.pairLine(0, i),
                          need + ", not " + pairText(step, i) + "; " + kDefaultsFail);
             return "defaults: refused";
         }
@@ -182,13 +197,13 @@ std::string CommandRules::defaults(const CheckedCommand& command, CheckReport& r
     std::set<int> seen;
     for (int i = 0; i < n; ++i) {
         if (!seen.insert(step.pairTag(i)).second) {
-            report.warning(id, command.line,
+            report.warning("defaults-group-twice", command.pairLine(0, i),
                            paramName(step, i) +
                                " is given twice: the later level wins and a group is left "
                                "without a default (level 0)");
         }
         if (!V::isOnSchedLadder(step.pairValue(i))) {
-            report.warning(id, command.line,
+            report.warning("level-off-ladder", command.pairLine(0, i),
                            "level " + std::to_string(step.pairValue(i)) + " of " +
                                paramName(step, i) + " is not on the ladder " + ladderText() +
                                ": it is stored as it stands, and a client's step from it "
@@ -218,7 +233,7 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
 
     // initPriorityMap stops one short of the last scene id.
     if (id == V::kSceneLastCmdId) {
-        report.error(id, command.line,
+        report.error("scene-never-loaded", command.line,
                      "the priority of scene " + std::to_string(id) +
                          " is never loaded at start-up: every begin and end is refused with -1 "
                          "(\"invalid special scene priority\")");
@@ -227,16 +242,18 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
     if (valid) {
         return kind + ", priority " + std::to_string(configured) + beside;
     }
-    bool written = false;
+    int written = -1;  // the pair the priority is read from: the last one
     for (int i = 0; i < first.tagPairCount(); ++i) {
-        written = written || (governor ? paramName(first, i) == V::kPriorityKey
-                                       : first.pairTag(i) == V::kPriorityTag);
+        if (governor ? paramName(first, i) == V::kPriorityKey
+                     : first.pairTag(i) == V::kPriorityTag) {
+            written = i;
+        }
     }
     auto builtIn = mBuiltIn.find(id);
     const bool hasBuiltIn = builtIn != mBuiltIn.end();
-    if (written) {
+    if (written >= 0) {
         report.warning(
-            id, command.line,
+            "priority-out-of-range", command.pairLine(0, written),
             "priority " + std::to_string(configured) + " is outside 1..500 and is not stored" +
                 (hasBuiltIn ? "; the built-in " + std::to_string(builtIn->second) + " is used"
                             : std::string()));
@@ -246,10 +263,10 @@ std::string CommandRules::scene(const CheckedCommand& command, CheckReport& repo
     }
     std::string hint = governor ? "; a governor scene reads a parameter named priority"
                                 : "; a scene reads a parameter named priority (tag 101)";
-    report.error(id, command.line,
+    report.error("scene-without-priority", command.line,
                  "scene without a usable priority: every begin and end is refused with -1 "
                  "(\"invalid special scene priority\")" +
-                     (written ? std::string() : hint));
+                     (written >= 0 ? std::string() : hint));
     return kind + " without a usable priority: refused";
 }
 
@@ -262,53 +279,50 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
     }
     std::vector<std::string> freqs;
     std::vector<std::string> items;
-    std::vector<std::string> belowOne;
-    std::vector<std::string> refusedTags;
-    std::map<int, int> last;  // tag -> value, the last occurrence wins
+    std::map<int, int> last;  // tag -> index of its pair, the last occurrence wins
     const int n = step.tagPairCount();
+    const int errorsBefore = report.errorCount();
+    const std::string refused = "every begin and end is refused with -1";
     for (int i = 0; i < n; ++i) {
-        int tag = step.pairTag(i);
-        int value = step.pairValue(i);
+        const int tag = step.pairTag(i);
+        const int value = step.pairValue(i);
         if (value < 1) {
-            belowOne.push_back(pairText(step, i));
+            report.error("onoff-value", command.pairLine(0, i),
+                         pairText(step, i) + ": on/off values must be 1 or more; " + refused +
+                             " (\"invalid parameters, cmdId is " + std::to_string(id) + "\")");
         }
         if (tag == V::kPlatformItemTag) {
             items.push_back(paramName(step, i));
             continue;
         }
         if (!V::isEventFreqTag(tag)) {
-            refusedTags.push_back(pairText(step, i));
+            report.error("onoff-tag", command.pairLine(0, i),
+                         pairText(step, i) + ": the frequency path takes only tags " +
+                             eventFreqTagsText() + " (and " + std::to_string(V::kPlatformItemTag) +
+                             " for platform items); " + refused + " (\"invalid tag\")");
         }
-        last[tag] = value;
+        last[tag] = i;
         freqs.push_back(paramName(step, i) + " " + std::to_string(value));
     }
-    const int errorsBefore = report.errorCount();
-    const std::string refused = "every begin and end is refused with -1";
-    if (!belowOne.empty()) {
-        report.error(id, command.line,
-                     join(belowOne, ", ") + ": on/off values must be 1 or more; " + refused +
-                         " (\"invalid parameters, cmdId is " + std::to_string(id) + "\")");
-    }
-    if (!refusedTags.empty()) {
-        report.error(id, command.line,
-                     join(refusedTags, ", ") + ": the frequency path takes only tags " +
-                         eventFreqTagsText() + " (and " + std::to_string(V::kPlatformItemTag) +
-                         " for platform items); " + refused + " (\"invalid tag\")");
-    }
     if (freqs.size() > static_cast<size_t>(V::kMaxOnOffPairs)) {
-        report.error(id, command.line,
+        report.error("onoff-too-many-pairs", command.stepLine(0),
                      std::to_string(freqs.size()) + " frequency pairs: at most " +
                          std::to_string(V::kMaxOnOffPairs) + " fit in one step; " + refused);
     }
     for (const V::FloorAndCeiling& pair : V::kFreqLimitPairs) {
         auto floor = last.find(pair.floor);
         auto ceiling = last.find(pair.ceiling);
-        if (floor != last.end() && ceiling != last.end() && floor->second >= 1 &&
-            ceiling->second >= 1 && floor->second > ceiling->second) {
-            report.error(id, command.line,
-                         std::string("floor ") + std::to_string(floor->second) + " above ceiling " +
-                             std::to_string(ceiling->second) + " (tags " +
-                             std::to_string(pair.floor) + ", " + std::to_string(pair.ceiling) +
+        if (floor == last.end() || ceiling == last.end()) {
+            continue;
+        }
+        const int low = step.pairValue(floor->second);
+        const int high = step.pairValue(ceiling->second);
+        if (low >= 1 && high >= 1 && low > high) {
+            report.error("onoff-floor-above-ceiling", command.pairLine(0, floor->second),
+                         std::string("floor ") + std::to_string(low) + " above ceiling " +
+                             std::to_string(high) + " (tags " + std::to_string(pair.floor) + ", " +
+                             std::to_string(pair.ceiling) + "; the ceiling at line " +
+                             std::to_string(command.pairLine(0, ceiling->second)) +
                              "): every begin is refused with -1 (\"freq is invalid(min > freq)\")");
         }
     }
@@ -316,7 +330,7 @@ std::string CommandRules::onOff(const CheckedCommand& command, CheckReport& repo
         return "on/off: refused";
     }
     if (n == 0) {
-        report.warning(id, command.line,
+        report.warning("onoff-without-pairs", command.stepLine(0),
                        "the on/off step has no pairs: begin and end answer 0 and do nothing");
         return "on/off: does nothing";
     }
@@ -336,7 +350,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
     const int n = step.tagPairCount();
     const std::string refused = "every event answers 3";
     if (n < 1 || n > SCHED_MAX_GROUP_NUM) {
-        report.error(id, command.line,
+        report.error("sched-pair-count", command.stepLine(0),
                      std::to_string(n) +
                          " level pairs: a scheduling event (duration 0) takes 1 "
                          "to 8 group levels; " +
@@ -345,7 +359,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
     }
     for (int i = 0; i < n; ++i) {
         if (!V::isGroupTag(step.pairTag(i))) {
-            report.error(id, command.line,
+            report.error("sched-not-a-group", command.pairLine(0, i),
                          pairText(step, i) +
                              " is no scheduling group (tags 50..58); a step without duration is a "
                              "scheduling event, so " +
@@ -357,7 +371,7 @@ std::string CommandRules::schedEvent(const CheckedCommand& command, CheckReport&
         int tag = step.pairTag(i);
         bool active = mHmpDefaults ? tag == BRISK_TAG_GROUP_HMP : tag != BRISK_TAG_GROUP_HMP;
         if (!active) {
-            report.warning(id, command.line,
+            report.warning("sched-group-inactive", command.pairLine(0, i),
                            paramName(step, i) +
                                " is stored but never reaches the platform: the "
                                "defaults choose " +

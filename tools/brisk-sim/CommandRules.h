@@ -9,12 +9,26 @@
 
 class BriskServer;
 
-// One command as the service holds it after loading and conversion.
+// One command as the service holds it after loading and conversion, with the
+// lines of the elements it came from.
 struct CheckedCommand {
+    struct Lines {
+        int step = 0;
+        int duration = 0;        // 0: no duration parameter
+        std::vector<int> pairs;  // per pair of the step
+    };
+
     int id = 0;
     std::string name;
     int line = 0;
     std::vector<Action> steps;  // the steps that survived, in order
+    std::vector<Lines> lines;   // per step of `steps`
+
+    // The line of a step, of its duration and of one of its pairs; each falls back
+    // to the element around it when the file does not say.
+    int stepLine(size_t step) const;
+    int durationLine(size_t step) const;
+    int pairLine(size_t step, int index) const;
 };
 
 // What the service does with a command, by its id and its first step, and what in

@@ -24,7 +24,10 @@ struct ScenarioCommand {
     int failCode = 0;
     int failCount = 1;
 
-    // event: briskEvent(cmdId, msg, len, values or null).
+    // event: briskEvent(cmdId, msg, len, values or null). A payload shorter than
+    // `len` is padded with zeros, so that a back-end reading `len` values stays
+    // inside it; the parser refuses a `len` above this many with values given.
+    static constexpr unsigned int kMaxPaddedPayload = 1024;
     int cmdId = 0;
     std::string msg;
     unsigned int len = 0;

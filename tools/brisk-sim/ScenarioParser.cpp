@@ -20,6 +20,9 @@ const KindName kKinds[] = {
 const char kMsgOption[] = "msg=";
 const char kLenOption[] = "len=";
 const char kInvalidFdOption[] = "fd=-1";
+// Payload words for the one-value payload of scenes and on/off actions.
+const char kBeginWord[] = "begin";
+const char kEndWord[] = "end";
 
 bool startsWith(const std::string& text, const char* prefix) {
     return text.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
@@ -49,7 +52,7 @@ bool noArguments(const std::vector<std::string>& tokens, std::string* error) {
 }  // namespace
 
 bool ScenarioParser::parse(const std::vector<std::string>& tokens, ScenarioCommand* command,
-                           std::string* error) {
+                           std::string* error, const CommandNames* names) {
     *command = ScenarioCommand();
     if (tokens.empty()) {
         *error = "empty line";
@@ -80,7 +83,7 @@ bool ScenarioParser::parse(const std::vector<std::string>& tokens, ScenarioComma
         case Kind::Fail:
             return parseFail(tokens, command, error);
         case Kind::Event:
-            return parseEvent(tokens, command, error);
+            return parseEvent(tokens, command, error, names);
         case Kind::Set: {
             if (tokens.size() < 2) {
                 *error = "set needs a client (a number or DUSK, FERN, MOSS)";
@@ -166,12 +169,17 @@ bool ScenarioParser::parsePairs(const std::vector<std::string>& tokens, size_t f
 }
 
 bool ScenarioParser::parseEvent(const std::vector<std::string>& tokens, ScenarioCommand* command,
-                                std::string* error) {
+                                std::string* error, const CommandNames* names) {
     if (tokens.size() < 2) {
         *error = "event needs a command id";
         return false;
     }
-    if (!parseValue(tokens[1], "command id", &command->cmdId, error)) {
+    const bool isNumber = Vocabulary::parseInt(tokens[1], &command->cmdId);
+    if (!isNumber && names != nullptr && !names->find(tokens[1], &command->cmdId, error)) {
+        return false;
+    }
+    if (!isNumber && names == nullptr &&
+        !parseValue(tokens[1], "command id", &command->cmdId, error)) {
         return false;
     }
     bool haveMsg = false;
@@ -196,6 +204,8 @@ bool ScenarioParser::parseEvent(const std::vector<std::string>& tokens, Scenario
                          " is not a number from 0 to 4294967295";
                 return false;
             }
+        } else if (token == kBeginWord || token == kEndWord) {
+            command->values.push_back(token == kBeginWord ? Vocabulary::kBegin : Vocabulary::kEnd);
         } else {
             int value = 0;
             if (!parseValue(token, "payload value", &value, error)) {
@@ -206,6 +216,12 @@ bool ScenarioParser::parseEvent(const std::vector<std::string>& tokens, Scenario
     }
     if (!haveLen) {
         command->len = static_cast<unsigned int>(command->values.size());
+    }
+    if (!command->values.empty() && command->len > ScenarioCommand::kMaxPaddedPayload) {
+        *error = "len " + std::to_string(command->len) + " with payload values is above " +
+                 std::to_string(ScenarioCommand::kMaxPaddedPayload) +
+                 ", the most values a payload is padded to";
+        return false;
     }
     return true;
 }

@@ -1,6 +1,5 @@
 #include "tools/brisk-sim/ScenarioRunner.h"
 
-#include <algorithm>
 #include <chrono>
 #include <thread>
 #include <vector>
@@ -12,8 +11,9 @@
 
 using Kind = ScenarioCommand::Kind;
 
-ScenarioRunner::ScenarioRunner(TranscriptWriter& writer, SimServer& server)
-    : mWriter(writer), mServer(server) {}
+ScenarioRunner::ScenarioRunner(TranscriptWriter& writer, SimServer& server, CommandNames names,
+                               ScenarioObserver* observer)
+    : mWriter(writer), mServer(server), mNames(std::move(names)), mObserver(observer) {}
 
 bool ScenarioRunner::run(std::istream& in, std::string* error) {
     mLineNumber = 0;
@@ -29,11 +29,18 @@ bool ScenarioRunner::run(std::istream& in, std::string* error) {
         std::vector<std::string> tokens;
         ScenarioCommand command;
         if (!ScenarioTokenizer::split(line, &tokens, error) ||
-            !ScenarioParser::parse(tokens, &command, error)) {
+            !ScenarioParser::parse(tokens, &command, error, &mNames)) {
             return false;
         }
         mWriter.line("> " + line);
-        if (!execute(command, error)) {
+        if (mObserver != nullptr) {
+            mObserver->stepBegins(mLineNumber, line, command);
+        }
+        const bool done = execute(command, error);
+        if (mObserver != nullptr) {
+            mObserver->stepEnds();
+        }
+        if (!done) {
             return false;
         }
     }
@@ -56,7 +63,9 @@ bool ScenarioRunner::execute(const ScenarioCommand& command, std::string* error)
                 *error = "init has already built the service; a second init would leak it";
                 return false;
             }
-            result(mServer.init());
+            mInitLine = mLineNumber;
+            mInitResult = mServer.init();
+            result(mInitResult);
             return true;
         case Kind::Event:
             runEvent(command);
@@ -82,7 +91,7 @@ bool ScenarioRunner::execute(const ScenarioCommand& command, std::string* error)
 void ScenarioRunner::runEvent(const ScenarioCommand& command) {
     std::vector<int> payload = command.values;
     if (!payload.empty() && command.len > payload.size()) {
-        payload.resize(std::min(command.len, kMaxPaddedPayload), 0);
+        payload.resize(command.len, 0);
     }
     result(mServer.briskEvent(command.cmdId, command.msg.c_str(), command.len,
                               payload.empty() ? nullptr : payload.data()));
@@ -103,6 +112,9 @@ void ScenarioRunner::runGet(const ScenarioCommand& command) {
     std::vector<int> values(command.tags.size(), -1);
     int r = mServer.briskGetConfig(static_cast<int>(command.tags.size()), command.tags.data(),
                                    values.data());
+    if (mObserver != nullptr) {
+        mObserver->stepResult(r);
+    }
     std::string text = "= " + std::to_string(r);
     // Only a successful read has values to show.
     if (r == 0) {
@@ -131,4 +143,7 @@ bool ScenarioRunner::runDump(const ScenarioCommand& command, std::string* error)
 
 void ScenarioRunner::result(int r) {
     mWriter.line("= " + std::to_string(r));
+    if (mObserver != nullptr) {
+        mObserver->stepResult(r);
+    }
 }

@@ -3,7 +3,9 @@
 #include <istream>
 #include <string>
 
+#include "tools/brisk-sim/CommandNames.h"
 #include "tools/brisk-sim/ScenarioCommand.h"
+#include "tools/brisk-sim/ScenarioObserver.h"
 #include "tools/brisk-sim/SimServer.h"
 #include "tools/brisk-sim/TranscriptWriter.h"
 
@@ -14,17 +16,21 @@
 // TranscriptHooks.
 class ScenarioRunner {
 public:
-    ScenarioRunner(TranscriptWriter& writer, SimServer& server);
+    // `names` resolves command names of event lines; `observer` (optional) is told
+    // of every line.
+    ScenarioRunner(TranscriptWriter& writer, SimServer& server, CommandNames names = {},
+                   ScenarioObserver* observer = nullptr);
 
     // Runs every line of `in` to its end (true), or stops at the first line it
     // cannot understand or run (false; failedLine() and `error` say which and why).
     bool run(std::istream& in, std::string* error);
     int failedLine() const { return mLineNumber; }
 
-    // A payload longer than its values (len=N above the count) is padded with
-    // zeros up to this many values, so that a back-end reading `len` values stays
-    // inside the buffer.
-    static constexpr unsigned int kMaxPaddedPayload = 1024;
+    // True when the last init answered other than 0: the service did not start.
+    // initLine() and initResult() say where and what.
+    bool initFailed() const { return mInitResult != 0; }
+    int initLine() const { return mInitLine; }
+    int initResult() const { return mInitResult; }
 
 private:
     bool execute(const ScenarioCommand& command, std::string* error);
@@ -36,5 +42,9 @@ private:
 
     TranscriptWriter& mWriter;
     SimServer& mServer;
+    CommandNames mNames;
+    ScenarioObserver* mObserver;
     int mLineNumber = 0;
+    int mInitLine = 0;
+    int mInitResult = 0;
 };

@@ -43,14 +43,20 @@ std::string TranscriptHooks::logLine(int priority, const char* message) {
     return std::string("log ") + letter + " " + text;
 }
 
-TranscriptHooks::TranscriptHooks(TranscriptWriter& writer) {
+TranscriptHooks::TranscriptHooks(TranscriptWriter& writer,
+                                 const std::function<void(const SimCall&)>& alsoCalls) {
     gWriter.store(&writer);
     __android_log_set_minimum_priority(ANDROID_LOG_VERBOSE);
     __android_log_set_logger(transcriptLogger);
     SimDevice& device = SimDevice::instance();
     // The listener alone is enough; the device's own record would only grow.
     device.setRecording(false);
-    device.setListener([&writer](const SimCall& call) { writer.line("plat " + call.toString()); });
+    device.setListener([&writer, alsoCalls](const SimCall& call) {
+        writer.line("plat " + call.toString());
+        if (alsoCalls) {
+            alsoCalls(call);
+        }
+    });
     JankLogSink::setCallback([&writer](int level, int eventId, const std::string& text) {
         writer.line("jank " + std::to_string(level) + " " + std::to_string(eventId) + " " + text);
     });

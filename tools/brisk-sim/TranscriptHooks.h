@@ -1,5 +1,8 @@
 #pragma once
 
+#include <functional>
+
+#include "platform/sim/SimCall.h"
 #include "tools/brisk-sim/TranscriptWriter.h"
 
 // Routes what the service and the simulated device do into the transcript, as it
@@ -8,7 +11,11 @@
 // ("jank A B TEXT"). Installed for the lifetime of the object; one at a time.
 class TranscriptHooks {
 public:
-    explicit TranscriptHooks(TranscriptWriter& writer);
+    // `alsoCalls`, when given, is told of every back-end call too, after its
+    // transcript line (and, like the device's listener, must not call back into
+    // the device).
+    explicit TranscriptHooks(TranscriptWriter& writer,
+                             const std::function<void(const SimCall&)>& alsoCalls = nullptr);
     ~TranscriptHooks();
 
     TranscriptHooks(const TranscriptHooks&) = delete;

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "tools/brisk-sim/DeviceModel.h"
+
+// Reads the device for `brisk-sim --check --device FILE`: a small device file,
+// one statement per line ('#' starts a comment):
+//   little 1800000          the little cluster's hardware maximum, in kHz
+//   big 2400000             the big cluster's
+//   gpu 850000              the GPU's, in kHz as the configuration writes it
+//   item touch_boost fan    platform items the device declares (repeatable)
+// A domain not named is not checked; with no item line the device's items are
+// unknown.
+class DeviceFileReader {
+public:
+    // Reads the file at `path`; false with `error` (one line: the file, the line
+    // and the problem, or why the file cannot be read).
+    static bool readFile(const std::string& path, DeviceModel* out, std::string* error);
+    // The same for `text` in memory; `fileName` names it in messages.
+    static bool parse(const std::string& text, const std::string& fileName, DeviceModel* out,
+                      std::string* error);
+
+    // A device file is a few lines; a bigger one is no device file.
+    static constexpr size_t kMaxSize = size_t{64} * 1024;
+};
