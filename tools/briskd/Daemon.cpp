@@ -16,6 +16,7 @@
 #include "platform/sim/CfgFileResolver.h"
 #include "platform/sim/JankLogSink.h"
 #include "server/BriskServer.h"
+#include "tools/briskd/BackendSetup.h"
 #include "tools/briskd/Connection.h"
 #include "tools/briskd/DaemonLog.h"
 #include "tools/briskd/DumpWatchdog.h"
@@ -117,6 +118,7 @@ bool Daemon::setUpDevice() {
 }
 
 bool Daemon::startServer() {
+    BackendSetup::select(mOptions);
     mServer = new BriskServer();
     int result = mServer->init();
     if (result != 0) {

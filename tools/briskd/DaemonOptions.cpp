@@ -23,7 +23,16 @@ const char* DaemonOptions::usage() {
            "  --config FILE        configuration file (default: the standard search,\n"
            "                       /etc/brisk/xml/brisk_config_cust.xml, then the install's)\n"
            "  --socket PATH        socket to listen on (default /run/brisk/briskd.sock)\n"
-           "  --backend sim        device back-end; 'sim' (the simulated device) for now\n"
+           "  --backend NAME       device back-end: 'sim' (the simulated device, the default)\n"
+           "                       or 'linux' (this machine's kernel files)\n"
+           "  --backend-config FILE  the Linux back-end's description (default: discovery)\n"
+           "  --kernel-root DIR    prefix of every kernel path the Linux back-end opens\n"
+           "                       (default /; a fake tree for tests)\n"
+           "  --state-dir DIR      the Linux back-end's journal and lock (default /run/brisk)\n"
+           "  --check-backend      print what the Linux back-end finds and would write, and\n"
+           "                       whether it can; change nothing; exit 0 when all is usable\n"
+           "  --restore            put back what a Linux back-end that did not end cleanly\n"
+           "                       left changed (from its journal), then exit\n"
            "  --record FILE        write every call reaching the simulated device to FILE\n"
            "  --jank-log FILE      append jank-log records to FILE (default: the log)\n"
            "  --policy FILE        access policy file (repeatable)\n"
@@ -76,6 +85,10 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
             out->verbose = true;
             continue;
         }
+        if (option == "--check-backend" || option == "--restore") {
+            (option == "--restore" ? out->restore : out->checkBackend) = true;
+            continue;
+        }
         if (i + 1 >= argc) {
             *error = option.compare(0, 2, "--") == 0 ? option + " needs a value"
                                                      : "unexpected argument '" + option + "'";
@@ -88,6 +101,12 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
             out->socketPath = value;
         } else if (option == "--backend") {
             out->backend = value;
+        } else if (option == "--backend-config") {
+            out->backendConfig = value;
+        } else if (option == "--kernel-root") {
+            out->kernelRoot = value;
+        } else if (option == "--state-dir") {
+            out->stateDir = value;
         } else if (option == "--record") {
             out->recordPath = value;
         } else if (option == "--jank-log") {
@@ -130,8 +149,24 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
     if (!out->settleConnectionLimits(error)) {
         return false;
     }
-    if (out->backend != "sim") {
-        *error = "unknown back-end '" + out->backend + "' (only 'sim' is available)";
+    if (out->backend != "sim" && out->backend != "linux") {
+        *error = "unknown back-end '" + out->backend + "' (use 'sim' or 'linux')";
+        return false;
+    }
+    bool linuxOnly = !out->backendConfig.empty() || out->kernelRoot != "/" ||
+                     out->stateDir != "/run/brisk" || out->checkBackend || out->restore;
+    if (linuxOnly && out->backend != "linux") {
+        *error =
+            "--backend-config, --kernel-root, --state-dir, --check-backend and --restore "
+            "need --backend linux";
+        return false;
+    }
+    if (out->checkBackend && out->restore) {
+        *error = "--check-backend and --restore exclude each other";
+        return false;
+    }
+    if (out->kernelRoot.empty() || out->stateDir.empty()) {
+        *error = "--kernel-root and --state-dir need a folder";
         return false;
     }
     if (out->socketPath.empty()) {

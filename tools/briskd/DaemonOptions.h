@@ -24,6 +24,13 @@ struct DaemonOptions {
     bool verbose = false;
     bool help = false;
 
+    // The Linux back-end's settings (--backend linux only).
+    std::string backendConfig;  // empty: discovery alone
+    std::string kernelRoot = "/";
+    std::string stateDir = "/run/brisk";
+    bool checkBackend = false;  // print what the back-end would do, change nothing, exit
+    bool restore = false;       // put back what a crashed back-end left, exit
+
     // False with `error` set for a command line that cannot be used.
     static bool parse(int argc, char** argv, DaemonOptions* out, std::string* error);
     static const char* usage();

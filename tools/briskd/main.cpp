@@ -1,6 +1,7 @@
 // briskd: the Brisk service as a system daemon.
 #include <cstdio>
 
+#include "tools/briskd/BackendSetup.h"
 #include "tools/briskd/Daemon.h"
 #include "tools/briskd/DaemonOptions.h"
 
@@ -14,6 +15,9 @@ int main(int argc, char** argv) {
     if (options.help) {
         fputs(DaemonOptions::usage(), stdout);
         return Daemon::kExitOk;
+    }
+    if (options.checkBackend || options.restore) {
+        return BackendSetup::runOneShot(options);
     }
     Daemon daemon(options);
     return daemon.run();
