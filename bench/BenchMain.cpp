@@ -69,6 +69,8 @@ int main(int argc, char** argv) {
     registerProbeThreadBenchmarks();
     registerIpcFloorBenchmarks();
     registerDaemonBenchmarks();
+    registerLinuxBackendBenchmarks();
+    registerLinuxSchedBenchmarks();
 
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) {

@@ -9,3 +9,5 @@ void registerContentionBenchmarks();
 void registerProbeThreadBenchmarks();
 void registerIpcFloorBenchmarks();
 void registerDaemonBenchmarks();
+void registerLinuxBackendBenchmarks();
+void registerLinuxSchedBenchmarks();

@@ -15,6 +15,7 @@
 #include "config/Vocabulary.h"
 #include "platform/sim/JankLogSink.h"
 #include "server/BriskServer.h"
+#include "tools/briskd/BackendSetup.h"
 #include "tools/briskd/ConfigCheck.h"
 #include "tools/briskd/Connection.h"
 #include "tools/briskd/DaemonLog.h"
@@ -143,6 +144,7 @@ bool Daemon::setUpDevice() {
 }
 
 bool Daemon::startServer() {
+    BackendSetup::select(mOptions);
     mServer = new BriskServer();
     int result = mServer->init();
     if (result != 0) {

@@ -6,19 +6,55 @@
 #include "tools/protocol/Protocol.h"
 
 namespace {
-const char* const kValueOptions[] = {
-    "--config", "--socket",   "--backend",     "--record",      "--jank-log",
-    "--policy", "--allow",    "--max-clients", "--max-per-uid", "--reserved",
-    "--rate",   "--uid-rate", "--timeout-ms",
+// Options that take a value, one table per kind of value: the one list of them.
+struct TextOption {
+    const char* name;
+    std::string DaemonOptions::*field;
+};
+const TextOption kTextOptions[] = {
+    {"--config", &DaemonOptions::config},
+    {"--socket", &DaemonOptions::socketPath},
+    {"--backend", &DaemonOptions::backend},
+    {"--backend-config", &DaemonOptions::backendConfig},
+    {"--kernel-root", &DaemonOptions::kernelRoot},
+    {"--state-dir", &DaemonOptions::stateDir},
+    {"--record", &DaemonOptions::recordPath},
+    {"--jank-log", &DaemonOptions::jankLogPath},
 };
 
-bool takesValue(const std::string& option) {
-    for (const char* known : kValueOptions) {
-        if (option == known) {
-            return true;
+struct ListOption {
+    const char* name;
+    std::vector<std::string> DaemonOptions::*field;
+};
+const ListOption kListOptions[] = {
+    {"--policy", &DaemonOptions::policyFiles},
+    {"--allow", &DaemonOptions::allowRules},
+};
+
+struct NumberOption {
+    const char* name;
+    int DaemonOptions::*field;
+    int low;
+    int high;
+    const char* what;  // "a number of ..." for the error
+};
+const NumberOption kNumberOptions[] = {
+    {"--max-clients", &DaemonOptions::maxClients, 1, 1024, "a number"},
+    {"--max-per-uid", &DaemonOptions::maxPerUid, 1, 1024, "a number"},
+    {"--reserved", &DaemonOptions::reserved, 0, 1023, "a number"},
+    {"--rate", &DaemonOptions::connectionRate, 0, 100000000, "a number of values a second"},
+    {"--uid-rate", &DaemonOptions::uidRate, 0, 100000000, "a number of values a second"},
+    {"--timeout-ms", &DaemonOptions::timeoutMs, 10, 3600000, "a number of milliseconds"},
+};
+
+template <typename Table>
+const auto* findOption(const Table& table, const std::string& name) {
+    for (const auto& entry : table) {
+        if (name == entry.name) {
+            return &entry;
         }
     }
-    return false;
+    return static_cast<decltype(&table[0])>(nullptr);
 }
 
 bool parseBoundedInt(const std::string& text, int low, int high, int* out) {
@@ -39,7 +75,16 @@ const char* DaemonOptions::usage() {
            "                       /etc/brisk/xml/brisk_config_cust.xml, then the install's)\n"
            "  --socket PATH        socket to listen on (default $BRISK_SOCKET, else\n"
            "                       /run/brisk/briskd.sock)\n"
-           "  --backend sim        device back-end; 'sim' (the simulated device) for now\n"
+           "  --backend NAME       device back-end: 'sim' (the simulated device, the default)\n"
+           "                       or 'linux' (this machine's kernel files)\n"
+           "  --backend-config FILE  the Linux back-end's description (default: discovery)\n"
+           "  --kernel-root DIR    prefix of every kernel path the Linux back-end opens\n"
+           "                       (default /; a fake tree for tests)\n"
+           "  --state-dir DIR      the Linux back-end's journal and lock (default /run/brisk)\n"
+           "  --check-backend      print what the Linux back-end finds and would write, and\n"
+           "                       whether it can; change nothing; exit 0 when all is usable\n"
+           "  --restore            put back what a Linux back-end that did not end cleanly\n"
+           "                       left changed (from its journal), then exit\n"
            "  --record FILE        write every call reaching the simulated device to FILE\n"
            "  --jank-log FILE      append jank-log records to FILE (default: the log)\n"
            "  --policy FILE        access policy file (repeatable)\n"
@@ -67,6 +112,33 @@ const char* DaemonOptions::usage() {
            "configuration is read only at start-up). Exit status: 0 after a clean stop\n"
            "or a usable --check-config, 1 when start-up or the check failed, 2 for a\n"
            "command line it cannot use.\n";
+}
+
+bool DaemonOptions::takeValue(int argc, char** argv, int* i, std::string* error) {
+    const std::string option = argv[*i];
+    const TextOption* text = findOption(kTextOptions, option);
+    const ListOption* list = findOption(kListOptions, option);
+    const NumberOption* number = findOption(kNumberOptions, option);
+    if (text == nullptr && list == nullptr && number == nullptr) {
+        *error = option.compare(0, 2, "--") == 0 ? "unknown option '" + option + "'"
+                                                 : "unexpected argument '" + option + "'";
+        return false;
+    }
+    if (*i + 1 >= argc) {
+        *error = option + " needs a value";
+        return false;
+    }
+    const std::string value = argv[++*i];
+    if (text != nullptr) {
+        this->*text->field = value;
+    } else if (list != nullptr) {
+        (this->*list->field).push_back(value);
+    } else if (!parseBoundedInt(value, number->low, number->high, &(this->*number->field))) {
+        *error = option + " takes " + number->what + " from " + std::to_string(number->low) +
+                 " to " + std::to_string(number->high);
+        return false;
+    }
+    return true;
 }
 
 bool DaemonOptions::settleConnectionLimits(std::string* error) {
@@ -109,73 +181,41 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
             out->verbose = true;
             continue;
         }
+        if (option == "--check-backend" || option == "--restore") {
+            (option == "--restore" ? out->restore : out->checkBackend) = true;
+            continue;
+        }
         if (option == "--check-config") {
             out->checkConfig = true;
             continue;
         }
-        if (option.compare(0, 2, "--") != 0) {
-            *error = "unexpected argument '" + option + "'";
-            return false;
-        }
-        if (!takesValue(option)) {
-            *error = "unknown option '" + option + "'";
-            return false;
-        }
-        if (i + 1 >= argc) {
-            *error = option + " needs a value";
-            return false;
-        }
-        std::string value = argv[++i];
-        if (option == "--config") {
-            out->config = value;
-        } else if (option == "--socket") {
-            out->socketPath = value;
-        } else if (option == "--backend") {
-            out->backend = value;
-        } else if (option == "--record") {
-            out->recordPath = value;
-        } else if (option == "--jank-log") {
-            out->jankLogPath = value;
-        } else if (option == "--policy") {
-            out->policyFiles.push_back(value);
-        } else if (option == "--allow") {
-            out->allowRules.push_back(value);
-        } else if (option == "--max-clients") {
-            if (!parseBoundedInt(value, 1, 1024, &out->maxClients)) {
-                *error = "--max-clients takes a number from 1 to 1024";
-                return false;
-            }
-        } else if (option == "--max-per-uid") {
-            if (!parseBoundedInt(value, 1, 1024, &out->maxPerUid)) {
-                *error = "--max-per-uid takes a number from 1 to 1024";
-                return false;
-            }
-        } else if (option == "--reserved") {
-            if (!parseBoundedInt(value, 0, 1023, &out->reserved)) {
-                *error = "--reserved takes a number from 0 to 1023";
-                return false;
-            }
-        } else if (option == "--rate" || option == "--uid-rate") {
-            int* rate = option == "--rate" ? &out->connectionRate : &out->uidRate;
-            if (!parseBoundedInt(value, 0, 100000000, rate)) {
-                *error = option + " takes a number of values a second from 0 to 100000000";
-                return false;
-            }
-        } else if (option == "--timeout-ms") {
-            if (!parseBoundedInt(value, 10, 3600000, &out->timeoutMs)) {
-                *error = "--timeout-ms takes a number of milliseconds from 10 to 3600000";
-                return false;
-            }
-        } else {
-            *error = "unknown option '" + option + "'";
+        if (!out->takeValue(argc, argv, &i, error)) {
             return false;
         }
     }
     if (!out->settleConnectionLimits(error)) {
         return false;
     }
-    if (out->backend != "sim") {
-        *error = "unknown back-end '" + out->backend + "' (only 'sim' is available)";
+    if (out->backend != "sim" && out->backend != "linux") {
+        *error = "unknown back-end '" + out->backend + "' (use 'sim' or 'linux')";
+        return false;
+    }
+    // --restore is the unit's ExecStopPost= whatever the back-end: on the
+    // simulated device it has nothing to do.
+    bool linuxOnly = !out->backendConfig.empty() || out->kernelRoot != "/" ||
+                     out->stateDir != "/run/brisk" || out->checkBackend;
+    if (linuxOnly && out->backend != "linux") {
+        *error =
+            "--backend-config, --kernel-root, --state-dir and --check-backend need --backend "
+            "linux";
+        return false;
+    }
+    if (out->checkBackend && out->restore) {
+        *error = "--check-backend and --restore exclude each other";
+        return false;
+    }
+    if (out->kernelRoot.empty() || out->stateDir.empty()) {
+        *error = "--kernel-root and --state-dir need a folder";
         return false;
     }
     if (out->socketPath.empty()) {

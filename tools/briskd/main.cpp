@@ -1,6 +1,7 @@
 // briskd: the Brisk service as a system daemon.
 #include <cstdio>
 
+#include "tools/briskd/BackendSetup.h"
 #include "tools/briskd/ConfigCheck.h"
 #include "tools/briskd/Daemon.h"
 #include "tools/briskd/DaemonOptions.h"
@@ -22,6 +23,9 @@ int main(int argc, char** argv) {
     }
     if (options.checkConfig) {
         return ConfigCheck::run(options, stdout);
+    }
+    if (options.checkBackend || options.restore) {
+        return BackendSetup::runOneShot(options);
     }
     Daemon daemon(options);
     return daemon.run();

@@ -1,0 +1,145 @@
+#include "platform/linux/RequestBook.h"
+
+#include <cstring>
+
+#include "platform/linux/KernelText.h"
+
+int RequestBook::begin(HolderKey key, const Action& step, uint64_t seq, const char* reserved,
+                       Clock::time_point* deadline, bool* timed) {
+    *timed = false;
+    Request& request = mRequests[key];
+    mSaved = request.nodes;
+    for (KernelNode* node : request.nodes) {
+        mArbiter.release(node, key);
+    }
+    request.nodes.clear();
+    for (int i = 0; i < step.tagPairCount(); ++i) {
+        holdPair(key, step, i, seq, reserved, &request.nodes);
+    }
+    int r = mArbiter.commit();
+    if (r != 0) {
+        request.nodes = mSaved;  // the arbiter put the holders back
+    } else if (step.duration > 0 && !request.nodes.empty()) {
+        request.timed = true;
+        request.deadline = Clock::now() + std::chrono::milliseconds(step.duration);
+        *deadline = request.deadline;
+        *timed = true;
+    } else {
+        request.timed = false;
+    }
+    forgetIfIdle(key, request);
+    return r;
+}
+
+int RequestBook::end(HolderKey key) {
+    auto found = mRequests.find(key);
+    if (found == mRequests.end()) {
+        return 0;
+    }
+    Request& request = found->second;
+    for (KernelNode* node : request.nodes) {
+        mArbiter.release(node, key);
+    }
+    int r = mArbiter.commit();
+    if (r == 0) {
+        request.nodes.clear();
+        request.timed = false;
+        forgetIfIdle(key, request);
+    }
+    return r;
+}
+
+void RequestBook::forgetIfIdle(HolderKey key, const Request& request) {
+    // A command's entry is kept for its next begin (no allocation then); a probed
+    // thread's goes, as thread ids come and go.
+    if (request.nodes.empty() && key.instance != 0) {
+        mRequests.erase(key);
+    }
+}
+
+void RequestBook::holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
+                           const char* reserved, std::vector<KernelNode*>* held) {
+    const size_t at = static_cast<size_t>(pair) * 2;  // the pair's place in both vectors
+    const int tag = step.tagValues[at];
+    const int value = step.tagValues[at + 1];
+    char number[KernelText::kIntTextSize];
+    std::string_view text;
+    switch (NodeTable::kindOf(tag)) {
+        case TagKind::Bound:
+            if (value <= 0) {
+                return;  // no limit asked
+            }
+            break;
+        case TagKind::Number:
+            if (value <= 0) {
+                return;
+            }
+            text = std::string_view(number, KernelText::formatInt(value, number));
+            break;
+        case TagKind::Fork:
+            if (value < 0) {
+                return;
+            }
+            if (mTable.forkNode() != nullptr) {
+                text = mTable.forkText(value > 0);
+            }
+            break;
+        case TagKind::Item: {
+            if (pair >= step.keyPairCount()) {
+                return;
+            }
+            const std::string& name = step.keyValues[at];
+            bool known = false;
+            KernelNode* node = mTable.item(name, &known);
+            if (reserved != nullptr && name == reserved) {
+                return;
+            }
+            if (node == nullptr) {
+                mNotes.absent(tag, &name);
+                return;
+            }
+            mArbiter.hold(node, key, 0, step.keyValues[at + 1], seq);
+            held->push_back(node);
+            return;
+        }
+        case TagKind::Skipped:
+            return;
+        default:
+            mNotes.warnOnce(tag, "not a tag this back-end writes; ignored");
+            return;
+    }
+    const std::vector<KernelNode*>& nodes = *mTable.nodesFor(tag);
+    if (nodes.empty()) {
+        mNotes.absent(tag, nullptr);
+    }
+    for (KernelNode* node : nodes) {
+        mArbiter.hold(node, key, static_cast<long long>(value) * node->scale(), text, seq);
+        held->push_back(node);
+    }
+}
+
+bool RequestBook::nextDeadline(Clock::time_point* when) const {
+    bool any = false;
+    for (const auto& entry : mRequests) {
+        if (entry.second.timed && (!any || entry.second.deadline < *when)) {
+            *when = entry.second.deadline;
+            any = true;
+        }
+    }
+    return any;
+}
+
+void RequestBook::expire(Clock::time_point now, Clock::duration retry) {
+    std::vector<HolderKey> due;
+    for (const auto& entry : mRequests) {
+        if (entry.second.timed && entry.second.deadline <= now) {
+            due.push_back(entry.first);
+        }
+    }
+    for (HolderKey key : due) {
+        if (end(key) != 0) {
+            // Tried again later; the failure was logged per file.
+            mRequests[key].deadline = now + retry;
+        }
+    }
+}
