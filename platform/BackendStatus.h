@@ -9,12 +9,13 @@
 // Values are texts as the back-end keeps them (numbers in the configuration's
 // units where the node is numeric); empty when unknown.
 struct BackendStatus {
-    // One holder of a node as the back-end sees it: the service's frequency
-    // manager (its combined client and event limits, through setConfig) or one
-    // command's action (doAction).
+    // One holder of a node as the back-end sees it: one of the service's
+    // managers (the frequency manager's combined client and event limits through
+    // setConfig, the scheduling manager's levels through doSchedLevelAction) or
+    // one command's action (doAction).
     struct Holder {
-        bool frequencyManager = false;
-        int cmdId = 0;  // the command, when not the frequency manager
+        bool manager = false;
+        int cmdId = 0;  // the command, when not a manager
         std::string value;
     };
     struct Node {

@@ -86,10 +86,7 @@ void StatusPrinter::nodes(const Json& backend, FILE* out) {
     for (const Json& node : nodes.items) {
         const Json& item = member(node, "item");
         const Json& file = member(node, "file");
-        std::string label = item.type == Json::Type::String ? item.text : tagLabel(node);
-        if (file.type == Json::Type::String) {
-            label += " " + file.text;
-        }
+        const std::string label = item.type == Json::Type::String ? item.text : tagLabel(node);
         std::string holders;
         for (const Json& holder : member(node, "holders").items) {
             const std::string kind = holder.textOr("kind", "");
@@ -99,6 +96,9 @@ void StatusPrinter::nodes(const Json& backend, FILE* out) {
         }
         fprintf(out, "  %-28s %10s %10s  %s\n", label.c_str(), value(node.get("value")).c_str(),
                 value(node.get("original")).c_str(), listOrNone(holders).c_str());
+        if (file.type == Json::Type::String) {
+            fprintf(out, "      %s\n", file.text.c_str());
+        }
     }
 }
 

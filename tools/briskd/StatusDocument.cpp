@@ -132,6 +132,7 @@ void StatusDocument::holders(JsonWriter& json, const BackendStatus::Node& node,
     json.beginArray();
     // The frequency manager's value stands for the clients and events it
     // combined: they are named instead.
+    bool named = false;
     for (const ServiceStatus::ClientLimits& client : service.clients) {
         for (const ServiceStatus::TagValue& limit : client.limits) {
             if (node.tag != 0 && limit.tag == node.tag && clientHolds(limit.tag, limit.value)) {
@@ -140,6 +141,7 @@ void StatusDocument::holders(JsonWriter& json, const BackendStatus::Node& node,
                 json.field("client", Vocabulary::clientName(client.clientId));
                 json.field("value", limit.value);
                 json.endObject();
+                named = true;
             }
         }
     }
@@ -150,16 +152,20 @@ void StatusDocument::holders(JsonWriter& json, const BackendStatus::Node& node,
             commandFields(json, limit.cmdId, names);
             json.field("value", limit.value);
             json.endObject();
+            named = true;
         }
     }
     for (const BackendStatus::Holder& holder : node.holders) {
-        if (!holder.frequencyManager) {
-            json.beginObject();
-            json.field("kind", "command");
-            commandFields(json, holder.cmdId, names);
-            backendValue(json, "value", holder.value);
-            json.endObject();
+        if (holder.manager && named) {
+            continue;
         }
+        json.beginObject();
+        json.field("kind", holder.manager ? "manager" : "command");
+        if (!holder.manager) {
+            commandFields(json, holder.cmdId, names);
+        }
+        backendValue(json, "value", holder.value);
+        json.endObject();
     }
     json.endArray();
 }
