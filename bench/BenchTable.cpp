@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "bench/JsonReader.h"
+#include "tools/protocol/JsonReader.h"
 
 namespace {
 

@@ -20,3 +20,13 @@ if(NOT TARGET Brisk::safec)
         IMPORTED_LOCATION "${_brisk_safec}"
         INTERFACE_INCLUDE_DIRECTORIES "${_brisk_safec_inc}")
 endif()
+
+# libsystemd (Debian's libsystemd-dev): briskd's readiness notification.
+if(NOT TARGET Brisk::systemd)
+    find_library(_brisk_systemd systemd REQUIRED)
+    find_path(_brisk_systemd_inc systemd/sd-daemon.h REQUIRED)
+    add_library(Brisk::systemd SHARED IMPORTED)
+    set_target_properties(Brisk::systemd PROPERTIES
+        IMPORTED_LOCATION "${_brisk_systemd}"
+        INTERFACE_INCLUDE_DIRECTORIES "${_brisk_systemd_inc}")
+endif()

@@ -7,19 +7,19 @@
 #include <cstdlib>
 
 #include "config/RecordChain.h"
+#include "config/Vocabulary.h"
 #include "config/XmlAttributeScan.h"
 #include "platform/DeviceApi.h"
 #include "server/BriskLog.h"
 
 namespace {
-const char kConfigName[] = "xml/brisk_config_cust.xml";
 constexpr int kCfgPathSize = 128;
 constexpr int kMaxStepsPerCommand = 3;
 }  // namespace
 
 std::map<int, Action*>* BriskLoadXml::loadXmlMap() {
     char buffer[kCfgPathSize] = {0};
-    const char* path = get_one_cfg_file(kConfigName, 0, buffer);
+    const char* path = get_one_cfg_file(Vocabulary::kConfigFileName, 0, buffer);
     if (path == nullptr) {
         BRISK_LOGE("brisk_config_cust.xml is not exit or file is invalid!");
         return nullptr;

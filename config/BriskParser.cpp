@@ -33,3 +33,14 @@ int BriskParser::doParse(int cmdId, Action* out) {
     *out = *header->next;
     return 0;
 }
+
+std::vector<int> BriskParser::commandIds() const {
+    std::vector<int> ids;
+    if (mMap != nullptr) {
+        ids.reserve(mMap->size());
+        for (const auto& entry : *mMap) {
+            ids.push_back(entry.first);
+        }
+    }
+    return ids;
+}

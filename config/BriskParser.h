@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <vector>
 
 #include "config/Action.h"
 
@@ -18,6 +19,9 @@ public:
     // 0: `out` holds the first step (or is untouched for a command without steps);
     // 1: unknown command id; 2: null `out` or no map.
     int doParse(int cmdId, Action* out);
+    // Every configured command id, ascending. The map never changes after
+    // construction, so this reads it without a lock.
+    std::vector<int> commandIds() const;
 
 private:
     std::map<int, Action*>* mMap;

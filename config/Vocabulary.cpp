@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -40,7 +41,113 @@ const char* const kClientNames[] = {"DUSK", "FERN", "MOSS"};
 bool isBlank(char c) {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
 }
+
+struct ResultMeaning {
+    int result;
+    const char* meaning;
+};
+
+const ResultMeaning kResultMeanings[] = {
+    {Vocabulary::kResultOk, "done"},
+    {Vocabulary::kResultNotInited, "the service is not initialised"},
+    {Vocabulary::kResultParseFailed, "the command could not be parsed"},
+    {Vocabulary::kResultExecutorFailed, "the executor failed"},
+    {Vocabulary::kResultComponentMissing, "a part of the service is missing"},
+    {Vocabulary::kResultInvalidParam, "invalid parameters"},
+};
+
+const char kBeginName[] = "begin";
+const char kEndName[] = "end";
+
+// Edits between two names: letters inserted, removed, changed, or two
+// neighbours swapped ("gmae" is one edit from "game").
+size_t editDistance(const std::string& a, const std::string& b) {
+    const size_t width = b.size() + 1;
+    std::vector<size_t> d((a.size() + 1) * width);
+    auto at = [&](size_t i, size_t j) -> size_t& { return d[i * width + j]; };
+    for (size_t i = 0; i <= a.size(); ++i) {
+        at(i, 0) = i;
+    }
+    for (size_t j = 0; j <= b.size(); ++j) {
+        at(0, j) = j;
+    }
+    for (size_t i = 1; i <= a.size(); ++i) {
+        for (size_t j = 1; j <= b.size(); ++j) {
+            at(i, j) = std::min(
+                {at(i - 1, j) + 1, at(i, j - 1) + 1, at(i - 1, j - 1) + (a[i - 1] != b[j - 1])});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                at(i, j) = std::min(at(i, j), at(i - 2, j - 2) + 1);
+            }
+        }
+    }
+    return at(a.size(), b.size());
+}
+
+std::string lower(std::string text) {
+    for (char& c : text) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return text;
+}
 }  // namespace
+
+bool Vocabulary::payloadForName(const std::string& name, int* value) {
+    if (strcasecmp(name.c_str(), kBeginName) == 0) {
+        *value = kBegin;
+        return true;
+    }
+    if (strcasecmp(name.c_str(), kEndName) == 0) {
+        *value = kEnd;
+        return true;
+    }
+    return false;
+}
+
+const char* Vocabulary::resultMeaning(int result) {
+    for (const ResultMeaning& entry : kResultMeanings) {
+        if (entry.result == result) {
+            return entry.meaning;
+        }
+    }
+    return nullptr;
+}
+
+std::string Vocabulary::suggestName(const std::string& name,
+                                    const std::vector<std::string>& extra) {
+    std::vector<std::string> known = extra;
+    for (const std::string& tagName : tagNames()) {
+        known.push_back(tagName);
+    }
+    return closestName(name, known);
+}
+
+std::string Vocabulary::closestName(const std::string& name,
+                                    const std::vector<std::string>& candidates) {
+    // Long names are no typos of ours; this also bounds the work per name.
+    const size_t kLongestName = 64;
+    if (name.size() > kLongestName) {
+        return std::string();
+    }
+    // Short names are close to too many others: allow one edit below eight letters.
+    const size_t kShortName = 8;
+    std::string best;
+    size_t bestDistance = name.size() < kShortName ? 2 : 3;
+    const std::string lowered = lower(name);
+    for (const std::string& candidate : candidates) {
+        // The name itself is no suggestion; long candidates are no names of ours.
+        if (candidate == name || candidate.size() > kLongestName) {
+            continue;
+        }
+        size_t d = lowered == lower(candidate) ? 0 : editDistance(name, candidate);
+        if (d < bestDistance) {
+            best = candidate;
+            bestDistance = d;
+        }
+    }
+    return best;
+}
 
 const char* Vocabulary::clientName(int clientId) {
     if (!inRange(clientId, kFirstClient, kLastClient)) {

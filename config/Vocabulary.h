@@ -31,6 +31,8 @@ public:
     static constexpr int kOnOffLastCmdId = 13568;
     static constexpr int kClientRestartCmdId = 20224;
     static constexpr int kFreqReportSwitchCmdId = 20225;
+    // The highest id the service dispatches; every id above it is ignored (result 0).
+    static constexpr int kLastDispatchedCmdId = kFreqReportSwitchCmdId;
 
     static constexpr bool inRange(int value, int first, int last) {
         return value >= first && value <= last;
@@ -48,6 +50,19 @@ public:
     // ---- The one-value payload of scenes, on/off actions and probe events ----
     static constexpr int kBegin = 0;  // a scene or action begins, a probed thread starts work
     static constexpr int kEnd = -1;   // it ends
+    // The words people use for them ("begin", "end"); false for any other word.
+    static bool payloadForName(const std::string& name, int* value);
+
+    // ---- Results of the entry points ----
+    static constexpr int kResultOk = 0;
+    static constexpr int kResultNotInited = 1;
+    static constexpr int kResultParseFailed = 2;  // the command could not be parsed
+    static constexpr int kResultExecutorFailed = 3;
+    static constexpr int kResultComponentMissing = 4;
+    static constexpr int kResultInvalidParam = -1;
+    // What a result means, in a few words ("the service is not initialised"); null
+    // for a number that is none of the above (a back-end's own code passed on).
+    static const char* resultMeaning(int result);
 
     // ---- Scene priorities: tag 101 of a scene's step, the text key "priority" of a
     // governor scene's; only 1..500 is a usable priority ----
@@ -133,6 +148,8 @@ public:
     static constexpr int kProbeDurationCap = 100;  // the probe step's duration is capped to this
 
     // ---- The configuration language ----
+    // The configuration file, relative to the folders the platform searches.
+    static constexpr char kConfigFileName[] = "xml/brisk_config_cust.xml";
     static constexpr char kDurationKey[] = "duration";
     // Any tag is named by its number after this prefix ("tag_40").
     static constexpr char kTagNamePrefix[] = "tag_";
@@ -143,6 +160,13 @@ public:
     static const char* nameForTag(int tag);
     // Every name the language gives a tag, in the language's order.
     static std::vector<std::string> tagNames();
+    // The known name closest to a mistyped one (a letter case or a couple of
+    // letters off), among the tag names and `extra`; empty when none is close.
+    static std::string suggestName(const std::string& name,
+                                   const std::vector<std::string>& extra = {});
+    // The same among `candidates` only (command names, say).
+    static std::string closestName(const std::string& name,
+                                   const std::vector<std::string>& candidates);
 
     // ---- Decimal numbers, as every reader of text takes them ----
     enum class NumberForm {

@@ -329,3 +329,35 @@ void FreqClientManager::printFreqList(std::map<int, int>& configMap, android::St
         out.appendFormat("tag=%s value=%d\n", entry.label, loadRelaxed(configMap[entry.tag]));
     }
 }
+
+void FreqClientManager::readStatus(ServiceStatus* out) {
+    MutexGuard lock(&mMutex);
+    const std::pair<int, const std::map<int, int>*> clients[] = {
+        {FREQ_CLIENT_DUSK, &mDuskConfigMap},
+        {FREQ_CLIENT_FERN, &mFernConfigMap},
+        {FREQ_CLIENT_MOSS, &mMossConfigMap},
+    };
+    for (const auto& client : clients) {
+        ServiceStatus::ClientLimits limits{client.first, {}};
+        for (const auto& entry : *client.second) {
+            if (entry.second != -1) {
+                limits.limits.push_back({entry.first, entry.second});
+            }
+        }
+        out->clients.push_back(limits);
+    }
+    for (const auto& entry : mMinConfigMap) {
+        if (entry.second != -1) {
+            out->combined.push_back({entry.first, entry.second});
+        }
+    }
+    for (const auto& tagMap : mFreqMap) {
+        for (const auto& event : *tagMap.second) {
+            // An event that went off keeps its entry with 0.
+            if (event.second != 0) {
+                out->eventLimits.push_back({event.first, tagMap.first, event.second});
+            }
+        }
+    }
+    out->reportingOn = mUploadEnabled;
+}

@@ -7,6 +7,7 @@
 
 #include "freq/FreqInfoUpload.h"
 #include "freq/FreqTags.h"
+#include "server/ServiceStatus.h"
 
 class BriskPlat;
 class PerfBackend;
@@ -41,6 +42,10 @@ public:
                         const int* onOff);
     // Appends each client's last raw request per limit tag.
     void dumpFreqList(android::String8& out);
+    // The clients' requests, their combination, the limits of the events now on
+    // and the reporting switch, for a status view. Takes mMutex briefly (the
+    // event maps grow under it) and calls nothing.
+    void readStatus(ServiceStatus* out);
 
     void initConfigSet();
     void initConfigMap(std::map<int, int>& m);

@@ -189,6 +189,21 @@ void ProbeHandler::ProbeThread::stop(bool releaseBoosts) {
     }
 }
 
+void ProbeHandler::ProbeThread::readStatus(ServiceStatus* out) {
+    MutexGuard lock(&mLock);
+    // Finished items (time stamp 0) wait only for the loop to drop them.
+    const std::pair<const ItemQueue*, std::vector<unsigned int>*> queues[] = {
+        {&mBoostedQueue, &out->boostedThreads}, {&mWaitQueue, &out->waitingThreads}};
+    for (const auto& queue : queues) {
+        for (size_t i = 0; i < queue.first->size(); ++i) {
+            const sp<ProbeItem>& item = queue.first->valueAt(i);
+            if (item != nullptr && item->mTimestamp != 0) {
+                queue.second->push_back(queue.first->keyAt(i));
+            }
+        }
+    }
+}
+
 void ProbeHandler::ProbeThread::endPassLocked() {
     mInPass = false;
     pthread_cond_broadcast(&mPassDone);

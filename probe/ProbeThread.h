@@ -7,6 +7,7 @@
 #include <utils/Timers.h>
 
 #include "probe/ProbeHandler.h"
+#include "server/ServiceStatus.h"
 
 class MutexGuard;
 class PerfBackend;
@@ -60,6 +61,10 @@ public:
     // handler nor touches the queues or the platform: a pass under way is waited
     // for, and the worker stays asleep on mCond for the rest of the process.
     void detachHandler();
+
+    // The threads boosted now and those waiting for their boost, for a status
+    // view; takes mLock briefly and calls nothing.
+    void readStatus(ServiceStatus* out);
 
     // Ends the worker, for hosts and tests that must (the service never does): asks
     // it to exit, wakes it and waits until it has. With `releaseBoosts`, every

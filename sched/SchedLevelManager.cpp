@@ -196,3 +196,16 @@ int SchedLevelManager::printEasGroupList(std::map<int, int>& m, android::String8
     }
     return result;
 }
+
+void SchedLevelManager::readStatus(ServiceStatus* out) {
+    // Every map holds the nine group tags from construction on: finding one
+    // never changes a map, and its value is read as the dump reads it.
+    auto level = [](const std::map<int, int>& m, int tag) {
+        auto it = m.find(tag);
+        return it == m.end() ? -1 : loadRelaxed(it->second);
+    };
+    for (int tag = BRISK_TAG_GROUP_FIRST; tag <= BRISK_TAG_GROUP_LAST; ++tag) {
+        out->groups.push_back({tag, level(mCurrentMap, tag), level(mDefaultMap, tag),
+                               level(mDuskMap, tag), level(mFernMap, tag), level(mMossMap, tag)});
+    }
+}

@@ -9,6 +9,7 @@
 #include "config/Action.h"
 #include "platform/BriskPlat.h"
 #include "sched/SchedTags.h"
+#include "server/ServiceStatus.h"
 
 // Keeps a level for every EAS scheduling group per source (the defaults, the
 // clients DUSK, FERN and MOSS, and the scheduling events), combines them into one
@@ -39,6 +40,8 @@ public:
 
     // Appends the default, current, DUSK, FERN and MOSS levels. Takes no lock.
     void dumpEasGroupList(android::String8& out);
+    // The same levels per group, for a status view; reads as the dump does.
+    void readStatus(ServiceStatus* out);
 
     // Recomputes and pushes the current levels without rolling anything back. It
     // takes no lock: the caller must keep every other request out meanwhile.

@@ -4,7 +4,9 @@
 # and runs a small host twice, with find_package (the README's lines, both
 # orders of the two targets) and with pkg-config, under Debian's default
 # compiler and linker flags and without LD_LIBRARY_PATH. Also checks that the
-# installed files point into the prefix and not at the source or build tree.
+# installed files point into the prefix and not at the source or build tree,
+# and, where systemd is installed, that the installed unit passes
+# 'systemd-analyze verify' and rates 3.0 or better in 'systemd-analyze security'.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -59,4 +61,17 @@ if grep -rlI -e "${PWD}" -e /usr/local "${prefix}"; then
 fi
 "${prefix}/bin/brisk-sim" --help | grep -qx "  ${expected_config}" ||
     fail "the installed brisk-sim does not default to ${expected_config}"
+
+# The installed unit, as systemd would read it (its man pages found in the prefix).
+max_exposure=3.0
+if command -v systemd-analyze >/dev/null; then
+    MANPATH="${prefix}/share/man:" systemd-analyze verify "${unit}" >"${work}/verify" 2>&1 ||
+        fail "systemd-analyze verify ${unit}: $(cat "${work}/verify")"
+    exposure=$(systemd-analyze security --offline=yes "${unit}" 2>/dev/null |
+        sed -n 's/^.*Overall exposure level for [^:]*: \([0-9.]*\).*$/\1/p')
+    [ -n "${exposure}" ] || fail "systemd-analyze security gave no rating for ${unit}"
+    awk -v e="${exposure}" -v m="${max_exposure}" 'BEGIN { exit !(e <= m) }' ||
+        fail "the unit rates ${exposure} in systemd-analyze security (at most ${max_exposure} wanted)"
+    echo "check-install: the unit passes systemd-analyze verify; security exposure ${exposure}"
+fi
 echo "check-install: hosts built with find_package and pkg-config run from ${prefix}"

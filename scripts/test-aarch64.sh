@@ -9,7 +9,8 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 
 NATIVE=(g++-aarch64-linux-gnu qemu-user)
-TARGET=(android-liblog-dev android-libutils-dev libtinyxml2-dev libsafec-dev libgtest-dev libgmock-dev)
+TARGET=(android-liblog-dev android-libutils-dev libtinyxml2-dev libsafec-dev libgtest-dev libgmock-dev
+    libsystemd-dev)
 TARGET=("${TARGET[@]/%/:arm64}")
 dir=build/aarch64
 # Target libraries that apt cannot install for arm64 (see below).

@@ -77,6 +77,10 @@ exec_start=$(sed -n 's/^ExecStart=//p' "${unit}")
 [[ ${exec_start} == "/usr/sbin/briskd "* ]] || fail "the unit starts '${exec_start}'"
 user=$(sed -n 's/^User=//p' "${unit}" "${unit}.d/"*.conf | tail -1)
 [ "${user}" = brisk ] || fail "the unit runs briskd as '${user}', not brisk"
+if command -v systemd-analyze >/dev/null; then
+    systemd-analyze verify "${unit}" || fail "systemd-analyze verify ${unit} failed"
+    systemd-analyze security --offline=yes "${unit}" | tail -1
+fi
 # The unit's command line with the administrator's options, on a socket of our
 # own (a running systemd may have started the packaged daemon on the default).
 BRISKD_OPTS=""

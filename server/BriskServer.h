@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "config/Action.h"
+#include "config/Vocabulary.h"
+#include "server/ServiceStatus.h"
 
 class BriskPlat;
 class FreqClientManager;
@@ -23,12 +25,12 @@ class ProbeHandler;
 class BriskServer {
 public:
     // Entry-point results.
-    static constexpr int kResultOk = 0;
-    static constexpr int kResultNotInited = 1;
-    static constexpr int kResultParseFailed = 2;
-    static constexpr int kResultExecutorFailed = 3;
-    static constexpr int kResultComponentMissing = 4;
-    static constexpr int kResultInvalidParam = -1;
+    static constexpr int kResultOk = Vocabulary::kResultOk;
+    static constexpr int kResultNotInited = Vocabulary::kResultNotInited;
+    static constexpr int kResultParseFailed = Vocabulary::kResultParseFailed;
+    static constexpr int kResultExecutorFailed = Vocabulary::kResultExecutorFailed;
+    static constexpr int kResultComponentMissing = Vocabulary::kResultComponentMissing;
+    static constexpr int kResultInvalidParam = Vocabulary::kResultInvalidParam;
 
     BriskServer();
     virtual ~BriskServer();
@@ -43,6 +45,13 @@ public:
     int init();
     int briskGetVersion();
     void dumpBriskServerInfo(int fd, const std::vector<std::string>& args);
+
+    // What the service holds now, for a host's status view: read-only, the
+    // service's behaviour unchanged. Each part is read as its dump reads it, or
+    // under its own lock, taken briefly and without calling the back-end.
+    void readStatus(ServiceStatus* out);
+    // Every configured command with its route, in id order (empty before init).
+    std::vector<ServiceStatus::Command> listCommands();
 
     void deleteObject();
     Action* deleteActionPtr(Action* head);

@@ -31,3 +31,27 @@ EventRouter::Route EventRouter::route(int cmdId, int duration) {
     }
     return duration == 0 ? Route::SchedEvent : Route::PlatformAction;
 }
+
+const char* EventRouter::routeName(Route route) {
+    switch (route) {
+        case Route::Probe:
+            return "probe";
+        case Route::Scene:
+            return "scene";
+        case Route::GovernorScene:
+            return "governor scene";
+        case Route::OnOff:
+            return "on/off";
+        case Route::SchedEvent:
+            return "scheduling event";
+        case Route::PlatformAction:
+            return "platform action";
+        case Route::RestartNotice:
+            return "restart notice";
+        case Route::ReportSwitch:
+            return "report switch";
+        case Route::Ignored:
+            return "ignored";
+    }
+    return "unknown";
+}

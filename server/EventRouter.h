@@ -27,4 +27,6 @@ public:
     // The route of `cmdId` whose first step has `duration` (kNoStep for a
     // command without steps). For ids that read no step the duration is not looked at.
     static Route route(int cmdId, int duration);
+    // A route in a few words, as tools show it ("scene", "on/off", ...).
+    static const char* routeName(Route route);
 };

@@ -20,9 +20,9 @@
 
 #include <set>
 
-#include "bench/JsonReader.h"
 #include "config/Vocabulary.h"
 #include "tests/support/ProgramCommand.h"
+#include "tools/protocol/JsonReader.h"
 
 namespace {
 
@@ -387,7 +387,9 @@ TEST_F(BriskSimScenario, UsageErrorsExitWithTwo) {
     for (const auto& args : cases) {
         SimRun run = runSim(args);
         EXPECT_EQ(run.status, 2) << args[0] << "...: usage errors exit with 2";
-        EXPECT_TRUE(contains(run.err, "usage: brisk-sim")) << run.err;
+        // One line with a hint, not the whole usage.
+        EXPECT_TRUE(contains(run.err, "(try brisk-sim --help)\n")) << run.err;
+        EXPECT_EQ(std::count(run.err.begin(), run.err.end(), '\n'), 1) << run.err;
     }
     // A file it cannot read is one line with the system's reason and a hint.
     const std::vector<std::vector<std::string>> unreadable = {

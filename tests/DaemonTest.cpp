@@ -43,7 +43,7 @@ TEST_F(DaemonTest, EveryEntryPointReachesTheServiceThroughBriskctl) {
     // An on/off event: its frequency pair goes to setConfig, its platform item to doAction.
     CtlRun onOff = ctl({"event", "12300", "0"});
     EXPECT_EQ(onOff.exitCode, 0) << onOff.err;
-    EXPECT_EQ(onOff.out, "result 0\n");
+    EXPECT_EQ(onOff.out, "result 0: done\n");
     EXPECT_TRUE(recordHas("setConfig 2:1200000"));
     EXPECT_EQ(countRecord("doAction cmd=12300 duration=0 len=1 payload=0 "), 1u);
 
@@ -57,14 +57,14 @@ TEST_F(DaemonTest, EveryEntryPointReachesTheServiceThroughBriskctl) {
     // A command the configuration lacks: the service's result 2, exit status 1.
     CtlRun unknown = ctl({"event", "555"});
     EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_EQ(unknown.out, "result 2\n");
+    EXPECT_EQ(unknown.out, "result 2: the configuration has no command 555\n");
 
     // Client requests by name: the client's ceiling is written, and read back.
     EXPECT_EQ(ctl({"set", "DUSK", "gpu_max=600000"}).exitCode, 0);
     EXPECT_TRUE(recordHas("setConfig 8:600000"));
     CtlRun get = ctl({"get", "gpu_max", "22"});
     EXPECT_EQ(get.exitCode, 0);
-    EXPECT_EQ(get.out, "result 0\ngpu_max 600000\n22 2000000\n");
+    EXPECT_EQ(get.out, "result 0: done\ngpu_max 600000\n22 2000000\n");
     // Scheduling tags by number go to the scheduling manager.
     size_t schedCalls = countRecord("doSchedLevelAction ");
     EXPECT_EQ(ctl({"set", "fern", "40=1"}).exitCode, 0);
@@ -203,7 +203,7 @@ TEST_F(DaemonTest, PeerCredentialsDecideAndRefusalsChangeNothing) {
                   "DUSK, FERN and MOSS\n");
     }
     EXPECT_EQ(record().size(), granted) << "a client id of the admin's reached the platform";
-    EXPECT_EQ(ctl({"get", "gpu_max"}, true).out, "result 0\ngpu_max 500000\n");
+    EXPECT_EQ(ctl({"get", "gpu_max"}, true).out, "result 0: done\ngpu_max 500000\n");
     EXPECT_EQ(ctl({"version"}, true).exitCode, 0);
     EXPECT_EQ(stop(), 0);
     EXPECT_EQ(readFile(mDir + "/briskd.log").find("briskEvent cmdId="), std::string::npos)

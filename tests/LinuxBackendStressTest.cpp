@@ -1,6 +1,6 @@
-// The Linux back-end called at once from host threads, a probe-like thread and
-// its own timer (ThreadSanitizer runs this too): every call answers, and when
-// everyone has ended, the machine is as it was.
+// The Linux back-end called at once from host threads, a probe-like thread, a
+// status reader and its own timer (ThreadSanitizer runs this too): every call
+// answers, and when everyone has ended, the machine is as it was.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -71,7 +71,16 @@ TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
         int zero[2] = {0, 0};
         failures += backend->doSchedLevelAction(2, tags, zero) != 0;
     };
+    // A status view in the middle of it all reads every node and writes nothing.
+    auto watcher = [&] {
+        for (int i = 0; i < kRounds / 10; ++i) {
+            BackendStatus status;
+            backend->readStatus(&status);
+            failures += status.nodes.empty();
+        }
+    };
     std::vector<std::thread> threads;
+    threads.emplace_back(watcher);
     threads.emplace_back(scheduler);
     threads.emplace_back(host, 12300, 1000000);
     threads.emplace_back(host, 12301, 1200000);

@@ -38,14 +38,15 @@ TEST_F(LinuxDaemonTest, BriskctlChangesTheKernelFilesAndSigtermPutsThemBack) {
   <cmd id="12300" name="game"><s><little_cpu_max>1200000</little_cpu_max><touch>fast</touch></s></cmd>
 )");
     start(linuxArgs());
-    EXPECT_EQ(ctl({"event", "12300", "0"}).out, "result 0\n");
+    EXPECT_EQ(ctl({"event", "12300", "0"}).out, "result 0: done\n");
     EXPECT_EQ(mTree.read(cpu(0, "max")), "1200000");
     EXPECT_EQ(mTree.read("/sys/module/touch/boost"), "fast");
-    EXPECT_EQ(ctl({"set", "DUSK", "big_cpu_max=2000000", "gpu_max=500000"}).out, "result 0\n");
+    EXPECT_EQ(ctl({"set", "DUSK", "big_cpu_max=2000000", "gpu_max=500000"}).out,
+              "result 0: done\n");
     EXPECT_EQ(mTree.read(cpu(4, "max")), "2000000");
     EXPECT_EQ(mTree.read("/sys/class/devfreq/13000000.mali/max_freq"), "500000000");
     EXPECT_EQ(ctl({"get", "22", "24", "26", "big_cpu_max"}).out,
-              "result 0\n22 1800000\n24 2400000\n26 800000\nbig_cpu_max 2000000\n");
+              "result 0: done\n22 1800000\n24 2400000\n26 800000\nbig_cpu_max 2000000\n");
 
     EXPECT_EQ(stop(SIGTERM), 0);
     EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000");
@@ -65,11 +66,11 @@ TEST_F(LinuxDaemonTest, GroupLevelsFromClientsAndEventsReachTheCgroupFiles) {
   <cmd id="200" name="launch_groups"><s><top_app>30</top_app><foreground>20</foreground></s></cmd>
 )");
     start(linuxArgs());
-    EXPECT_EQ(ctl({"event", "200"}).out, "result 0\n");
+    EXPECT_EQ(ctl({"event", "200"}).out, "result 0: done\n");
     EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.uclamp.min"), "35.00");
     EXPECT_EQ(mTree.read("/dev/cpuctl/foreground/cpu.uclamp.min"), "20.00");
     // DUSK calms the background group (index 8) to level -20.
-    EXPECT_EQ(ctl({"set", "DUSK", "42=" + std::to_string(8 << 16)}).out, "result 0\n");
+    EXPECT_EQ(ctl({"set", "DUSK", "42=" + std::to_string(8 << 16)}).out, "result 0: done\n");
     EXPECT_EQ(mTree.read("/dev/cpuctl/background/cpu.uclamp.max"), "30.00");
 
     EXPECT_EQ(stop(SIGTERM), 0);

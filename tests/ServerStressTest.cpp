@@ -1,5 +1,5 @@
-// Several host threads drive one service at once while the probe thread runs:
-// no crash, no race, and a final state that adds up.
+// Several host threads drive one service at once while the probe thread runs
+// and a status view is read: no crash, no race, and a final state that adds up.
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
@@ -74,6 +74,10 @@ TEST_F(ServerStressTest, ConcurrentHostsLeaveAConsistentService) {
     int restart[1] = {0};
     for (int i = 0; i < rounds / 10; ++i) {
         server.briskEvent(20224, "", 1, restart);
+        // A status view in the middle of it all reads every part.
+        ServiceStatus status;
+        server.readStatus(&status);
+        EXPECT_EQ(status.clients.size(), 3u);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     for (std::thread& host : hosts) {
@@ -84,6 +88,21 @@ TEST_F(ServerStressTest, ConcurrentHostsLeaveAConsistentService) {
     // Every scene that began also ended, whatever the restarts did in between.
     EXPECT_EQ(server.mCurSceneCmdId, 0) << "no scene may stay applied once all ended";
     EXPECT_TRUE(server.mSceneSet.empty());
+
+    // The status view agrees, and changes nothing (not even the priority map,
+    // whose every look-up on the scene path inserts).
+    const size_t priorities = server.mPriorityMap.size();
+    ServiceStatus status;
+    server.readStatus(&status);
+    EXPECT_EQ(server.mPriorityMap.size(), priorities) << "the status view inserted priorities";
+    EXPECT_EQ(status.appliedScene, 0);
+    EXPECT_TRUE(status.activeScenes.empty());
+    ASSERT_EQ(status.clients.size(), 3u);
+    for (const ServiceStatus::ClientLimits& client : status.clients) {
+        ASSERT_FALSE(client.limits.empty());
+        EXPECT_EQ(client.limits[0].tag, 2);
+        EXPECT_EQ(client.limits[0].value, 1500000 + client.clientId);
+    }
 
     std::string freq = dumpText(server, {"--freqlist"});
     for (int client = 1; client <= 3; ++client) {

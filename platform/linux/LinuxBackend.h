@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/BackendStatusSource.h"
 #include "platform/BriskPlat.h"
 #include "platform/linux/BackendDescription.h"
 #include "platform/linux/BackendTimer.h"
@@ -28,7 +29,7 @@
 // All operations take one lock; the back-end never calls into the service.
 // Results: 0, or a negative errno (-ENODEV for a capability this machine lacks
 // when the description is strict, -EINVAL for unusable arguments).
-class LinuxBackend : public PerfBackend {
+class LinuxBackend : public PerfBackend, public BackendStatusSource {
 public:
     explicit LinuxBackend(const LinuxBackendSettings& settings);
     ~LinuxBackend() override;
@@ -44,6 +45,10 @@ public:
     int getConfig(int len, const int* tags, int* values) override;
     int doSchedLevelAction(int len, const int* tags, const int* levels) override;
     int setProbeTarget(int tid, int mode) override;
+    // What it found, each node with the value in force, the original and its
+    // holders, and the commands holding requests; under the lock, writing nothing
+    // (LinuxBackendStatus.cpp).
+    void readStatus(BackendStatus* out) override;
 
     // Where the back-end of `settings` journals its boosted threads.
     static std::string boostJournalPath(const LinuxBackendSettings& settings) {
@@ -60,6 +65,8 @@ private:
     using Clock = BackendTimer::Clock;
 
     int discover(std::string* error);
+    static BackendStatus::Node nodeStatus(KernelNode* node, int tag, const std::string& item,
+                                          const char* unit);
     static bool arraysUsable(int len, const int* tags, const int* values);
     // With the lock held, at the start of a call: -ENODEV before initialize,
     // else 0 after retrying the busy files.

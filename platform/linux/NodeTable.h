@@ -38,6 +38,8 @@ public:
     // The node of a platform item, or null (`known` tells whether it is described).
     KernelNode* item(const std::string& name, bool* known) const;
     KernelNode* forkNode() const { return mFork; }
+    // Every described platform item by name; null where it is absent here.
+    const std::map<std::string, KernelNode*>& items() const { return mItems; }
     // What getConfig answers for `tag`: a hardware maximum of `layout`, or the
     // value in force (the original when nothing is held) in configuration
     // units; 0 for a capability this machine lacks, -1 for a tag it does not know.

@@ -143,3 +143,14 @@ void RequestBook::expire(Clock::time_point now, Clock::duration retry) {
         }
     }
 }
+
+std::vector<int> RequestBook::commands() const {
+    std::vector<int> ids;
+    for (const auto& entry : mRequests) {
+        // Ordered by command id first: one command's instances are neighbours.
+        if (ids.empty() || ids.back() != entry.first.cmdId) {
+            ids.push_back(entry.first.cmdId);
+        }
+    }
+    return ids;
+}

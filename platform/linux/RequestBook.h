@@ -31,6 +31,9 @@ public:
               Clock::time_point* deadline, bool* timed);
     int end(HolderKey key);
 
+    // The commands that hold a request now, ascending, each once.
+    std::vector<int> commands() const;
+
     // The earliest deadline of a timed request; false when none is timed.
     bool nextDeadline(Clock::time_point* when) const;
     // Ends every request whose time ran out at `now`; one that could not end is

@@ -21,3 +21,7 @@ int SimBackend::doSchedLevelAction(int len, const int* tags, const int* levels) 
 int SimBackend::setProbeTarget(int tid, int mode) {
     return SimDevice::instance().setProbeTarget(tid, mode);
 }
+
+void SimBackend::readStatus(BackendStatus* out) {
+    SimDevice::instance().readStatus(out);
+}

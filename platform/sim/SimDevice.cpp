@@ -5,9 +5,17 @@
 #include <algorithm>
 #include <set>
 
+#include "config/Vocabulary.h"
+
 namespace {
 // The record keeps at most this many payload values of one doAction call.
 constexpr unsigned int kMaxRecordedPayload = 64;
+
+std::map<int, int> presets() {
+    return {{BRISK_TAG_LITTLE_CPU_HW_MAX, SimDevice::kLittleHwMax},
+            {BRISK_TAG_BIG_CPU_HW_MAX, SimDevice::kBigHwMax},
+            {BRISK_TAG_GPU_HW_MAX, SimDevice::kGpuHwMax}};
+}
 
 int64_t monotonicNs() {
     timespec ts{};
@@ -27,7 +35,8 @@ SimDevice::SimDevice() {
 
 void SimDevice::reset() {
     std::lock_guard<std::mutex> lock(mMutex);
-    mValues = {{22, kLittleHwMax}, {24, kBigHwMax}, {26, kGpuHwMax}};
+    mValues = presets();
+    mHeld.clear();
     mFaults.clear();
     mPlatFaults = 0;
     mLoaderFaults = 0;
@@ -162,6 +171,15 @@ int SimDevice::doAction(const Action* action, unsigned int len, const int* paylo
     if (action == nullptr && call.result == 0) {
         call.result = -1;
     }
+    // What the device holds: a begin payload holds the command's action, an end
+    // payload lets it go.
+    if (call.result == 0 && payload != nullptr && len >= 1) {
+        if (payload[0] == Vocabulary::kBegin) {
+            mHeld.insert(action->cmdId);
+        } else if (payload[0] == Vocabulary::kEnd) {
+            mHeld.erase(action->cmdId);
+        }
+    }
     if (mRecording || mListener) {
         if (action != nullptr) {
             call.cmdId = action->cmdId;
@@ -178,6 +196,24 @@ int SimDevice::doAction(const Action* action, unsigned int len, const int* paylo
         }
     }
     return finishLocked(call);
+}
+
+void SimDevice::readStatus(BackendStatus* out) const {
+    std::lock_guard<std::mutex> lock(mMutex);
+    out->name = "sim";
+    out->facts.push_back("the simulated device: a table of values by tag, no kernel files");
+    const std::map<int, int> originals = presets();
+    for (const auto& entry : mValues) {
+        BackendStatus::Node node;
+        node.tag = entry.first;
+        node.value = std::to_string(entry.second);
+        auto original = originals.find(entry.first);
+        if (original != originals.end()) {
+            node.original = std::to_string(original->second);
+        }
+        out->nodes.push_back(node);
+    }
+    out->heldCommands.assign(mHeld.begin(), mHeld.end());
 }
 
 bool SimDevice::beginArrayCallLocked(SimCall& call, SimCall::Op op, int len, const int* tags,

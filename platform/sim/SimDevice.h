@@ -4,9 +4,11 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <set>
 #include <vector>
 
 #include "config/Action.h"
+#include "platform/BackendStatus.h"
 #include "platform/sim/SimCall.h"
 
 // The simulated device behind the Linux platform adapter: a table of device
@@ -39,6 +41,10 @@ public:
     // several threads reach it one at a time, in record order. It must not call
     // back into the device.
     void setListener(Listener listener);
+
+    // The device's table (value per tag, preset hardware maxima as originals) and
+    // the commands whose last action began and has not ended.
+    void readStatus(BackendStatus* out) const;
 
     std::vector<SimCall> record() const;
     void clearRecord();
@@ -77,6 +83,7 @@ private:
 
     mutable std::mutex mMutex;
     std::map<int, int> mValues;
+    std::set<int> mHeld;                                 // commands whose last doAction began them
     std::map<SimCall::Op, std::pair<int, int>> mFaults;  // op -> (code, remaining)
     int mPlatFaults = 0;
     int mLoaderFaults = 0;

@@ -36,8 +36,9 @@ constexpr gid_t kNogroup = 65534;
 
 // Request types and reply statuses of protocol version 1.
 enum : uint16_t { kEvent = 1, kSet = 2, kGet = 3, kDump = 4, kVersion = 5 };
+enum : uint16_t { kStatus = 6, kCommands = 7 };
 enum : int32_t { kOk = 0, kDenied = 1, kBad = 2, kBadVersion = 3, kTooLarge = 4, kUnknown = 5 };
-enum : int32_t { kBusy = 6, kDumpBlocked = 7 };
+enum : int32_t { kBusy = 6, kDumpBlocked = 7, kDumpFailed = 8 };
 
 using Bytes = std::vector<uint8_t>;
 using Clock = std::chrono::steady_clock;
@@ -54,6 +55,7 @@ struct RawReply {
     std::string message;
     int32_t result = -99;
     std::vector<int32_t> values;
+    std::string document;  // status and command list: the JSON text after the values
 };
 
 std::string readFile(const std::string& path);
@@ -147,6 +149,11 @@ public:
         uint32_t count = get32(&body[12 + length]);
         for (uint32_t i = 0; i < count; ++i) {
             reply->values.push_back(static_cast<int32_t>(get32(&body[16 + length + 4 * i])));
+        }
+        const size_t documentAt = 16 + length + 4 * count;
+        if (body.size() >= documentAt + 4) {
+            reply->document.assign(reinterpret_cast<const char*>(&body[documentAt + 4]),
+                                   get32(&body[documentAt]));
         }
         return true;
     }
@@ -300,10 +307,12 @@ protected:
     }
 
     // Runs a program to its end; as `asNobody` it runs as uid 65534, gid 65534.
-    CtlRun run(const std::vector<std::string>& args, bool asNobody = false) {
+    // Its standard output goes to `stdoutPath` when one is given.
+    CtlRun run(const std::vector<std::string>& args, bool asNobody = false,
+               const std::string& stdoutPath = std::string()) {
         static std::atomic<int> counter{0};
         int n = counter++;
-        std::string outPath = mDir + "/out" + std::to_string(n);
+        std::string outPath = stdoutPath.empty() ? mDir + "/out" + std::to_string(n) : stdoutPath;
         std::string errPath = mDir + "/err" + std::to_string(n);
         const ProgramCommand command(args);
         pid_t pid = fork();
@@ -323,14 +332,15 @@ protected:
         waitpid(pid, &status, 0);
         CtlRun result;
         result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        result.out = readFile(outPath);
+        result.out = stdoutPath.empty() ? readFile(outPath) : std::string();
         result.err = readFile(errPath);
         return result;
     }
 
-    CtlRun ctl(std::vector<std::string> args, bool asNobody = false) {
+    CtlRun ctl(std::vector<std::string> args, bool asNobody = false,
+               const std::string& stdoutPath = std::string()) {
         args.insert(args.begin(), {kBriskctl, "--socket", mSocket});
-        return run(args, asNobody);
+        return run(args, asNobody, stdoutPath);
     }
 
     std::vector<std::string> record() const { return splitLines(readFile(mRecord)); }

@@ -63,6 +63,10 @@ bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std
             out->mode = Mode::Help;
             return true;
         }
+        if (strcmp(arg, "--version") == 0) {
+            out->mode = Mode::Version;
+            return true;
+        }
         if (strcmp(arg, "--check") == 0) {
             out->mode = Mode::Check;
         } else if (strcmp(arg, "--lenient") == 0) {
@@ -107,6 +111,7 @@ std::string CommandLine::usage() {
     return "usage: brisk-sim [--config FILE] [--timeline PICTURE.svg|.html] [SCENARIO]\n"
            "       brisk-sim --check [--config FILE] [--device DEVICE] [--lenient]\n"
            "                 [--format text|json]\n"
+           "       brisk-sim --help | --version\n"
            "Replays SCENARIO (standard input when absent or -) against the service on the\n"
            "simulated device and prints its transcript (and draws it with --timeline), or\n"
            "checks the configuration FILE against DEVICE (a device file; the simulated\n"

@@ -8,9 +8,9 @@
 //       with --timeline also draw it into PICTURE (.svg or .html)
 //   brisk-sim --check [--config FILE] [--device DEVICE] [--lenient] [--format text|json]
 //       check a configuration file, against DEVICE (the simulated device when absent)
-//   brisk-sim --help
+//   brisk-sim --help | --version
 struct CommandLine {
-    enum class Mode { Run, Check, Help };
+    enum class Mode { Run, Check, Help, Version };
     enum class Format { Text, Json };
 
     Mode mode = Mode::Run;

@@ -8,32 +8,6 @@ namespace {
 // The ratio between kHz and the units a value is mistaken for (Hz, MHz).
 constexpr long long kUnitStep = 1000;
 
-size_t editDistance(const std::string& a, const std::string& b) {
-    std::vector<size_t> row(b.size() + 1);
-    for (size_t j = 0; j <= b.size(); ++j) {
-        row[j] = j;
-    }
-    for (size_t i = 1; i <= a.size(); ++i) {
-        size_t diagonal = row[0];
-        row[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            size_t above = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] != b[j - 1])});
-            diagonal = above;
-        }
-    }
-    return row[b.size()];
-}
-
-std::string lower(std::string text) {
-    for (char& c : text) {
-        if (c >= 'A' && c <= 'Z') {
-            c = static_cast<char>(c - 'A' + 'a');
-        }
-    }
-    return text;
-}
-
 // True when `a` and `b` set the same thing: the same tag, or the same platform
 // item or duration by name; settingBefore orders by that.
 bool sameSetting(const RawConfigReader::Param& a, const RawConfigReader::Param& b) {
@@ -50,32 +24,9 @@ bool settingBefore(const RawConfigReader::Param& a, const RawConfigReader::Param
 
 std::string ParamRules::suggestName(const std::string& name,
                                     const std::vector<std::string>& known) {
-    // Long names are no typos of ours; this also bounds the work per name.
-    const size_t kLongestName = 64;
-    if (name.size() > kLongestName) {
-        return std::string();
-    }
     std::vector<std::string> candidates = known;
     candidates.emplace_back(Vocabulary::kDurationKey);
-    for (const std::string& tagName : Vocabulary::tagNames()) {
-        candidates.push_back(tagName);
-    }
-    // Short names are close to too many others: allow one edit below eight letters.
-    const size_t kShortName = 8;
-    std::string best;
-    size_t bestDistance = name.size() < kShortName ? 2 : 3;
-    const std::string lowered = lower(name);
-    for (const std::string& candidate : candidates) {
-        if (candidate == name || candidate.size() > kLongestName) {
-            continue;
-        }
-        size_t d = lowered == lower(candidate) ? 0 : editDistance(name, candidate);
-        if (d < bestDistance) {
-            best = candidate;
-            bestDistance = d;
-        }
-    }
-    return best;
+    return Vocabulary::suggestName(name, candidates);
 }
 
 void ParamRules::check(const RawConfigReader::Step& step, bool duplicates,

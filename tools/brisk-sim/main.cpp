@@ -31,7 +31,7 @@ constexpr int kExitInitFailed = 3;
 constexpr size_t kMaxConfigPath = 127;
 
 int usageError(const std::string& message) {
-    fprintf(stderr, "brisk-sim: %s\n%s", message.c_str(), CommandLine::usage().c_str());
+    fprintf(stderr, "brisk-sim: %s (try brisk-sim --help)\n", message.c_str());
     return kExitUsage;
 }
 
@@ -164,6 +164,9 @@ int main(int argc, char** argv) {
     switch (args.mode) {
         case CommandLine::Mode::Help:
             fputs(CommandLine::usage().c_str(), stdout);
+            return kExitDone;
+        case CommandLine::Mode::Version:
+            printf("brisk-sim %s\n", BRISK_VERSION);
             return kExitDone;
         case CommandLine::Mode::Check:
             return check(args);

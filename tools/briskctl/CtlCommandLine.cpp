@@ -1,68 +1,10 @@
 #include "tools/briskctl/CtlCommandLine.h"
 
 #include "config/Vocabulary.h"
+#include "tools/briskctl/CtlHelp.h"
 #include "tools/protocol/Protocol.h"
 
 namespace {
-const char kGeneralHelp[] =
-    "usage: briskctl [--socket PATH] [--timeout-ms MS] COMMAND ARG ...\n"
-    "Sends one request to briskd and prints the answer.\n"
-    "\n"
-    "commands:\n"
-    "  event CMD [--msg TEXT] [VALUE ...]   send a performance event\n"
-    "  set CLIENT TAG=VALUE ...             set values as client DUSK, FERN or MOSS\n"
-    "  get TAG ...                          read values\n"
-    "  dump OPTION                          print the service's dump\n"
-    "  version                              print the service's interface version\n"
-    "\n"
-    "  --socket PATH     the daemon's socket (default /run/brisk/briskd.sock)\n"
-    "  --timeout-ms MS   how long to wait for the daemon (default 10000)\n"
-    "  --tag-names       list the tag names of the configuration language\n"
-    "\n"
-    "'briskctl COMMAND --help' describes one command. Exit status: 0 when the\n"
-    "service's result is 0, 1 for any other result, 2 for usage errors, 3 when\n"
-    "the daemon cannot be reached, 4 when permission is denied, 5 when the daemon\n"
-    "refuses the request.\n";
-
-const char kEventHelp[] =
-    "usage: briskctl event CMD [--msg TEXT] [VALUE ...]\n"
-    "Calls briskEvent(CMD, TEXT, number of VALUEs, VALUEs). Without VALUEs the\n"
-    "payload is null; without --msg the text is empty. Prints 'result R'.\n"
-    "Examples:\n"
-    "  briskctl event 12300 0                      on/off command begins\n"
-    "  briskctl event 4116 --msg 'pid=100|tid=123' 0   probe: boost thread 123\n";
-
-const char kSetHelp[] =
-    "usage: briskctl set CLIENT TAG=VALUE ...\n"
-    "Calls briskSetConfig(CLIENT, count, TAGs, VALUEs). CLIENT is DUSK (1), FERN\n"
-    "(2), MOSS (3) or a number; TAG is a number or a name of the configuration\n"
-    "language (little_cpu_max, big_cpu_min, gpu_max, top_app, tag_40, ...).\n"
-    "Prints 'result R'.\n"
-    "Example:\n"
-    "  briskctl set DUSK little_cpu_max=1200000 gpu_max=600000\n";
-
-const char kGetHelp[] =
-    "usage: briskctl get TAG ...\n"
-    "Calls briskGetConfig(count, TAGs, values) and prints 'result R', then one\n"
-    "'TAG VALUE' line per tag when R is 0. TAG as for set.\n"
-    "Example:\n"
-    "  briskctl get little_cpu_max tag_22\n";
-
-const char kDumpHelp[] =
-    "usage: briskctl dump OPTION\n"
-    "Hands briskctl's standard output to the daemon, which writes the service's\n"
-    "dump for OPTION to it. The service's options:\n"
-    "  --help          its own list of options\n"
-    "  --logon         verbose service log on\n"
-    "  --logoff        verbose service log off\n"
-    "  --freqlist      the frequency limits of clients and events\n"
-    "  --easgrouplist  the scheduling-group levels\n"
-    "Put '--' first to pass '--help' itself: briskctl dump -- --help\n";
-
-const char kVersionHelp[] =
-    "usage: briskctl version\n"
-    "Prints the service's interface version ('version N').\n";
-
 bool isHelp(const std::string& arg) {
     return arg == "--help" || arg == "-h";
 }
@@ -72,15 +14,22 @@ bool parseInt(const std::string& text, int* value) {
     return Vocabulary::parseInt(text, value, Vocabulary::NumberForm::Signed);
 }
 
-bool parseEvent(const std::vector<std::string>& args, size_t i, Request* request,
-                std::string* error) {
+// A payload value: a number, begin or end.
+bool parseValue(const std::string& text, int* value) {
+    return Vocabulary::payloadForName(text, value) || parseInt(text, value);
+}
+
+bool parseEvent(const std::vector<std::string>& args, CtlCommandLine* line, std::string* error) {
+    Request* request = &line->request;
     request->type = RequestType::Event;
     bool haveCmd = false;
     bool optionsDone = false;
-    for (; i < args.size(); ++i) {
+    for (size_t i = 0; i < args.size(); ++i) {
         const std::string& arg = args[i];
         if (!optionsDone && arg == "--") {
             optionsDone = true;
+        } else if (!optionsDone && arg == "--force") {
+            line->force = true;
         } else if (!optionsDone && arg == "--msg") {
             if (i + 1 >= args.size()) {
                 *error = "--msg needs a text";
@@ -89,43 +38,52 @@ bool parseEvent(const std::vector<std::string>& args, size_t i, Request* request
             request->msg = args[++i];
         } else if (!haveCmd) {
             if (!parseInt(arg, &request->cmdId)) {
-                *error = "CMD must be a number, got '" + arg + "'";
-                return false;
+                // Resolved by name through the daemon's command list.
+                line->eventName = arg;
             }
             haveCmd = true;
         } else {
             int value = 0;
-            if (!parseInt(arg, &value)) {
-                *error = "VALUE must be a number, got '" + arg + "'";
+            if (!parseValue(arg, &value)) {
+                *error = "VALUE must be a number, begin or end, got '" + arg + "'";
                 return false;
             }
             request->values.push_back(value);
         }
     }
     if (!haveCmd) {
-        *error = "event needs a command id";
+        *error = "event needs a command id or name";
         return false;
     }
-    return true;
+    return line->eventName.empty()
+               ? CtlCommandLine::checkEventId(request->cmdId, line->force, error)
+               : true;
 }
 
-bool parseSet(const std::vector<std::string>& args, size_t i, Request* request,
-              std::string* error) {
+bool parseSet(const std::vector<std::string>& args, Request* request, std::string* error) {
     request->type = RequestType::SetConfig;
-    if (i >= args.size() || !CtlCommandLine::parseClient(args[i], &request->clientId)) {
-        *error = i >= args.size()
-                     ? "set needs a client"
-                     : "CLIENT must be DUSK, FERN, MOSS or a number, got '" + args[i] + "'";
+    if (args.empty() || !CtlCommandLine::parseClient(args[0], &request->clientId)) {
+        *error = args.empty() ? "set needs a client"
+                              : "CLIENT must be DUSK, FERN, MOSS (any letter case) or a number, "
+                                "got '" +
+                                    args[0] + "'";
         return false;
     }
-    for (++i; i < args.size(); ++i) {
+    for (size_t i = 1; i < args.size(); ++i) {
         size_t equals = args[i].find('=');
         int tag = 0;
         int value = 0;
-        if (equals == std::string::npos ||
-            !CtlCommandLine::parseTag(args[i].substr(0, equals), &tag) ||
-            !parseInt(args[i].substr(equals + 1), &value)) {
-            *error = "expected TAG=VALUE with a known tag and a number, got '" + args[i] + "'";
+        if (equals == std::string::npos) {
+            *error = "expected TAG=VALUE, got '" + args[i] + "'";
+            return false;
+        }
+        const std::string name = args[i].substr(0, equals);
+        if (!CtlCommandLine::parseTag(name, &tag)) {
+            *error = CtlCommandLine::unknownTag(name);
+            return false;
+        }
+        if (!parseInt(args[i].substr(equals + 1), &value)) {
+            *error = "VALUE must be a number, got '" + args[i] + "'";
             return false;
         }
         request->tags.push_back(tag);
@@ -138,13 +96,12 @@ bool parseSet(const std::vector<std::string>& args, size_t i, Request* request,
     return true;
 }
 
-bool parseGet(const std::vector<std::string>& args, size_t i, Request* request,
-              std::string* error) {
+bool parseGet(const std::vector<std::string>& args, Request* request, std::string* error) {
     request->type = RequestType::GetConfig;
-    for (; i < args.size(); ++i) {
+    for (const std::string& arg : args) {
         int tag = 0;
-        if (!CtlCommandLine::parseTag(args[i], &tag)) {
-            *error = "unknown tag '" + args[i] + "'";
+        if (!CtlCommandLine::parseTag(arg, &tag)) {
+            *error = CtlCommandLine::unknownTag(arg);
             return false;
         }
         request->tags.push_back(tag);
@@ -156,37 +113,64 @@ bool parseGet(const std::vector<std::string>& args, size_t i, Request* request,
     return true;
 }
 
-void parseDump(const std::vector<std::string>& args, size_t i, Request* request) {
+bool parseDump(const std::vector<std::string>& args, Request* request, std::string* error) {
     request->type = RequestType::Dump;
-    if (i < args.size() && args[i] == "--") {
-        ++i;
+    request->args = args;
+    if (args.size() != 1) {
+        // The service writes nothing for these: say so before anything is sent.
+        *error = std::string(args.empty() ? "needs" : "takes only") +
+                 " one OPTION (--help, --logon, --logoff, --freqlist, --easgrouplist)";
+        return false;
     }
-    request->args.assign(args.begin() + static_cast<long>(i), args.end());
-}
-}  // namespace
-
-const char* CtlCommandLine::generalHelp() {
-    return kGeneralHelp;
+    return true;
 }
 
-const char* CtlCommandLine::commandHelp(const std::string& command) {
+// Takes briskctl's own options (--json; and for an event --force, handled there)
+// out of a command's arguments, up to "--". A dump keeps "--" only when it is
+// first: "dump -- --help" passes --help.
+std::vector<std::string> takeOwnOptions(const std::string& command,
+                                        const std::vector<std::string>& args, bool* json) {
+    std::vector<std::string> rest;
+    bool done = false;
+    for (size_t i = 0; i < args.size(); ++i) {
+        if (!done && args[i] == "--") {
+            done = true;
+            if (command != "dump") {
+                rest.push_back(args[i]);
+            }
+        } else if (!done && args[i] == "--json") {
+            *json = true;
+        } else if (!done && command == "event" && args[i] == "--msg" && i + 1 < args.size()) {
+            rest.push_back(args[i]);
+            rest.push_back(args[++i]);  // a message may read "--json"
+        } else {
+            rest.push_back(args[i]);
+        }
+    }
+    return rest;
+}
+
+bool parseCommand(const std::string& command, const std::vector<std::string>& args,
+                  CtlCommandLine* line, std::string* error) {
     if (command == "event") {
-        return kEventHelp;
+        return parseEvent(args, line, error);
     }
     if (command == "set") {
-        return kSetHelp;
+        return parseSet(args, &line->request, error);
     }
     if (command == "get") {
-        return kGetHelp;
+        return parseGet(args, &line->request, error);
     }
     if (command == "dump") {
-        return kDumpHelp;
+        return parseDump(args, &line->request, error);
     }
-    if (command == "version") {
-        return kVersionHelp;
-    }
-    return nullptr;
+    line->request.type = command == "status"     ? RequestType::Status
+                         : command == "commands" ? RequestType::Commands
+                                                 : RequestType::Version;
+    *error = command + " takes no arguments";
+    return args.empty();
 }
+}  // namespace
 
 bool CtlCommandLine::parseClient(const std::string& text, int* clientId) {
     return Vocabulary::clientForName(text, clientId) || parseInt(text, clientId);
@@ -196,70 +180,85 @@ bool CtlCommandLine::parseTag(const std::string& text, int* tag) {
     return Vocabulary::tagForName(text, tag) || parseInt(text, tag);
 }
 
+std::string CtlCommandLine::unknownTag(const std::string& text) {
+    const std::string suggestion = Vocabulary::suggestName(text);
+    return "unknown tag '" + text + "'" +
+           (suggestion.empty() ? " (briskctl --tag-names lists them)"
+                               : " (did you mean " + suggestion + "?)");
+}
+
+bool CtlCommandLine::checkEventId(int cmdId, bool force, std::string* error) {
+    if (cmdId <= Vocabulary::kLastDispatchedCmdId || force) {
+        return true;
+    }
+    *error = "command id " + std::to_string(cmdId) + " is above " +
+             std::to_string(Vocabulary::kLastDispatchedCmdId) +
+             ", the highest the service dispatches: it would be ignored (use --force to send it "
+             "anyway)";
+    return false;
+}
+
 CtlCommandLine CtlCommandLine::parse(const std::vector<std::string>& args) {
     CtlCommandLine line;
-    line.socketPath = Protocol::kDefaultSocketPath;
-    size_t i = 0;
+    line.socketPath = Protocol::defaultSocketPath();
     auto fail = [&line](const std::string& error) {
         line.outcome = Outcome::UsageError;
         line.text = error;
         return line;
     };
+    auto help = [&line](const std::string& text) {
+        line.outcome = Outcome::Help;
+        line.text = text;
+        return line;
+    };
+    size_t i = 0;
     for (; i < args.size() && args[i].compare(0, 1, "-") == 0; ++i) {
-        if (isHelp(args[i])) {
-            line.outcome = Outcome::Help;
-            line.text = kGeneralHelp;
-            return line;
+        const std::string& option = args[i];
+        if (isHelp(option)) {
+            return help(CtlHelp::general());
         }
-        if (args[i] == "--tag-names") {
-            line.outcome = Outcome::Help;
+        if (option == "--version") {
+            return help(CtlHelp::versionLine() + "\n");
+        }
+        if (option == "--tag-names") {
+            std::string names;
             for (const std::string& name : Vocabulary::tagNames()) {
-                line.text += name + "\n";
+                names += name + "\n";
             }
-            return line;
+            return help(names);
+        }
+        if (option == "--json") {
+            line.json = true;
+            continue;
+        }
+        if (option != "--socket" && option != "--timeout-ms") {
+            return fail("unknown option '" + option + "'");
         }
         if (i + 1 >= args.size()) {
-            return fail(args[i] + " needs a value");
+            return fail(option + " needs a value");
         }
-        if (args[i] == "--socket") {
+        if (option == "--socket") {
             line.socketPath = args[++i];
-        } else if (args[i] == "--timeout-ms") {
-            if (!parseInt(args[++i], &line.timeoutMs) || line.timeoutMs < 1) {
-                return fail("--timeout-ms takes a positive number of milliseconds");
-            }
-        } else {
-            return fail("unknown option '" + args[i] + "'");
+        } else if (!parseInt(args[++i], &line.timeoutMs) || line.timeoutMs < 1) {
+            return fail("--timeout-ms takes a positive number of milliseconds");
         }
     }
     if (i >= args.size()) {
         return fail("no command given");
     }
     line.command = args[i++];
-    const char* help = commandHelp(line.command);
-    if (help == nullptr) {
+    const char* commandHelp = CtlHelp::command(line.command);
+    if (commandHelp == nullptr) {
         return fail("unknown command '" + line.command + "'");
     }
     if (i < args.size() && isHelp(args[i])) {
-        line.outcome = Outcome::Help;
-        line.text = help;
-        return line;
+        return help(commandHelp);
     }
+    const std::vector<std::string> rest = takeOwnOptions(
+        line.command, std::vector<std::string>(args.begin() + static_cast<long>(i), args.end()),
+        &line.json);
     std::string error;
-    bool ok = true;
-    if (line.command == "event") {
-        ok = parseEvent(args, i, &line.request, &error);
-    } else if (line.command == "set") {
-        ok = parseSet(args, i, &line.request, &error);
-    } else if (line.command == "get") {
-        ok = parseGet(args, i, &line.request, &error);
-    } else if (line.command == "dump") {
-        parseDump(args, i, &line.request);
-    } else {
-        line.request.type = RequestType::Version;
-        ok = i == args.size();
-        error = "version takes no arguments";
-    }
-    if (!ok) {
+    if (!parseCommand(line.command, rest, &line, &error)) {
         return fail(line.command + ": " + error);
     }
     // The daemon would refuse an oversize request after a round trip; say so now.

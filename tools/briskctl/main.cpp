@@ -1,14 +1,65 @@
 // briskctl: sends one request to briskd and prints the answer.
 #include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "tools/briskctl/CommandList.h"
 #include "tools/briskctl/CtlCommandLine.h"
 #include "tools/briskctl/DaemonClient.h"
 #include "tools/briskctl/ReplyPrinter.h"
+#include "tools/protocol/JsonReader.h"
+#include "tools/protocol/UniqueFd.h"
+
+namespace {
+// A failure before the request: one line, and its exit status.
+struct Failure {
+    int exitCode;
+    std::string message;
+};
+
+// Turns the event's name into its id through the daemon's command list.
+bool resolveEventName(DaemonClient& client, CtlCommandLine& line, Failure* failure) {
+    Request list;
+    list.type = RequestType::Commands;
+    Reply reply;
+    std::string error;
+    if (!client.call(list, -1, &reply, &error)) {
+        *failure = {ReplyPrinter::kExitUnreachable, error};
+        return false;
+    }
+    Json document;
+    if (reply.status != Status::Ok || !parseJson(reply.document, &document, &error)) {
+        *failure = {ReplyPrinter::kExitRefused,
+                    "event: the daemon gives no command list to find '" + line.eventName + "' in" +
+                        (reply.message.empty() ? "" : ": " + reply.message)};
+        return false;
+    }
+    const CommandList commands(document);
+    if (!commands.find(line.eventName, &line.request.cmdId)) {
+        *failure = {ReplyPrinter::kExitUsage, "event: " + commands.unknown(line.eventName)};
+        return false;
+    }
+    if (!CtlCommandLine::checkEventId(line.request.cmdId, line.force, &error)) {
+        *failure = {ReplyPrinter::kExitUsage, "event: " + error};
+        return false;
+    }
+    return true;
+}
+
+std::string readAll(int fd) {
+    std::string text;
+    char buffer[4096];
+    lseek(fd, 0, SEEK_SET);
+    for (ssize_t n; (n = read(fd, buffer, sizeof(buffer))) > 0;) {
+        text.append(buffer, static_cast<size_t>(n));
+    }
+    return text;
+}
+}  // namespace
 
 int main(int argc, char** argv) {
     signal(SIGPIPE, SIG_IGN);
@@ -19,20 +70,34 @@ int main(int argc, char** argv) {
         return ReplyPrinter::kExitOk;
     }
     if (line.outcome == CtlCommandLine::Outcome::UsageError) {
-        fprintf(stderr, "briskctl: %s\n(try briskctl --help)\n", line.text.c_str());
+        fprintf(stderr, "briskctl: %s (try briskctl --help)\n", line.text.c_str());
         return ReplyPrinter::kExitUsage;
     }
-    // The dump is written by the daemon straight to our standard output.
-    int passFd = line.request.type == RequestType::Dump ? STDOUT_FILENO : -1;
-    if (passFd >= 0) {
-        fflush(stdout);
-    }
     DaemonClient client(line.socketPath, line.timeoutMs);
+    Failure failure;
+    if (!line.eventName.empty() && !resolveEventName(client, line, &failure)) {
+        fprintf(stderr, "briskctl: %s\n", failure.message.c_str());
+        return failure.exitCode;
+    }
+    // A dump is written by the daemon straight to our standard output; with
+    // --json into a memory file that we read back.
+    UniqueFd dumpCopy;
+    int passFd = -1;
+    if (line.request.type == RequestType::Dump) {
+        if (line.json) {
+            dumpCopy.reset(memfd_create("briskctl-dump", MFD_CLOEXEC));
+            passFd = dumpCopy.get();
+        } else {
+            fflush(stdout);
+            passFd = STDOUT_FILENO;
+        }
+    }
     Reply reply;
     std::string error;
     if (!client.call(line.request, passFd, &reply, &error)) {
         fprintf(stderr, "briskctl: %s\n", error.c_str());
         return ReplyPrinter::kExitUnreachable;
     }
-    return ReplyPrinter::print(line.request, reply, stdout, stderr);
+    const std::string dumpText = dumpCopy.valid() ? readAll(dumpCopy.get()) : std::string();
+    return ReplyPrinter(line.json).print(line.request, reply, stdout, stderr, dumpText);
 }

@@ -29,6 +29,10 @@ int BackendSetup::runOneShot(const DaemonOptions& options) {
     // restored, what it could not) to standard error.
     __android_log_set_logger(__android_log_stderr_logger);
     __android_log_set_minimum_priority(options.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_WARN);
+    if (options.restore && options.backend != "linux") {
+        printf("nothing to put back: the simulated device keeps nothing\n");
+        return 0;
+    }
     std::vector<std::string> report;
     bool ok = options.checkBackend
                   ? PlatformSelector::checkLinuxBackend(settings(options), &report)

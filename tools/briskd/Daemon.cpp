@@ -1,33 +1,47 @@
 #include "tools/briskd/Daemon.h"
 
-#include <limits.h>
 #include <poll.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
 
-#include "platform/sim/CfgFileResolver.h"
+#include "config/Vocabulary.h"
 #include "platform/sim/JankLogSink.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/BackendSetup.h"
+#include "tools/briskd/ConfigCheck.h"
 #include "tools/briskd/Connection.h"
 #include "tools/briskd/DaemonLog.h"
+#include "tools/briskd/DaemonLogger.h"
 #include "tools/briskd/DumpWatchdog.h"
 #include "tools/briskd/RequestHandler.h"
+#include "tools/briskd/ServiceNotifier.h"
 
 namespace {
 constexpr int kBacklog = 64;
-// The configuration lookup of the platform hands paths in a buffer of this size.
-constexpr size_t kMaxConfigPath = 127;
 // After running out of descriptors, the accept loop pauses this long.
 constexpr int kAcceptBackoffMs = 100;
+
+std::string joined(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (text.empty() ? "" : ", ") + word;
+    }
+    return text.empty() ? "none" : text;
+}
+
+void logPolicy(const AccessPolicy& policy) {
+    for (const std::string& line : policy.describe()) {
+        BRISKD_LOGD("may %s", line.c_str());
+    }
+}
 }  // namespace
 
 Daemon::Daemon(const DaemonOptions& options) : mOptions(options) {}
@@ -37,15 +51,15 @@ Daemon::~Daemon() {
 }
 
 bool Daemon::setUpProcess() {
-    __android_log_set_logger(__android_log_stderr_logger);
-    __android_log_set_minimum_priority(mOptions.verbose ? ANDROID_LOG_VERBOSE : ANDROID_LOG_INFO);
+    DaemonLogger::install(mOptions.verbose);
     // Blocked before any thread starts (the service's probe thread included), so
-    // that only the signal descriptor sees SIGTERM and SIGINT, and the watchdog
-    // signal reaches only a thread that arms it.
+    // that only the signal descriptor sees SIGTERM, SIGINT and SIGHUP, and the
+    // watchdog signal reaches only a thread that arms it.
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGHUP);
     sigaddset(&set, DumpWatchdog::signalNumber());
     signal(SIGPIPE, SIG_IGN);  // a client's dump pipe may close under a write
     if (pthread_sigmask(SIG_BLOCK, &set, nullptr) != 0 || !DumpWatchdog::install()) {
@@ -70,24 +84,36 @@ bool Daemon::setUpProcess() {
 }
 
 bool Daemon::setUpPolicy() {
-    mPolicy.setOwner(geteuid());
     std::string error;
-    for (const std::string& file : mOptions.policyFiles) {
-        if (!mPolicy.loadFile(file, &error)) {
-            BRISKD_LOGE("policy: %s", error.c_str());
-            return false;
-        }
+    std::shared_ptr<const AccessPolicy> policy =
+        PolicyStore::build(ConfigCheck::policySources(mOptions), &error);
+    if (policy == nullptr) {
+        BRISKD_LOGE("policy: %s; briskd did not start ('briskd --check-config' checks it)",
+                    error.c_str());
+        return false;
     }
-    for (const std::string& rule : mOptions.allowRules) {
-        if (!mPolicy.addOption(rule, &error)) {
-            BRISKD_LOGE("--allow %s: %s", rule.c_str(), error.c_str());
-            return false;
-        }
-    }
-    for (const std::string& line : mPolicy.describe()) {
-        BRISKD_LOGI("may %s", line.c_str());
-    }
+    logPolicy(*policy);
+    mPolicies.set(policy);
     return true;
+}
+
+void Daemon::reloadPolicy() {
+    ServiceNotifier::reloading();
+    BRISKD_LOGI(
+        "SIGHUP: re-reading the access policy (the configuration is read only at start-up: "
+        "restart briskd to load a changed one)");
+    std::string error;
+    std::shared_ptr<const AccessPolicy> policy =
+        PolicyStore::build(ConfigCheck::policySources(mOptions), &error);
+    if (policy == nullptr) {
+        BRISKD_LOGE("policy: %s; the policy in force stays", error.c_str());
+    } else {
+        logPolicy(*policy);
+        mPolicies.set(policy);
+        BRISKD_LOGI("policy re-read: files %s, %zu --allow rules",
+                    joined(mOptions.policyFiles).c_str(), mOptions.allowRules.size());
+    }
+    ServiceNotifier::ready("serving on " + mOptions.socketPath);
 }
 
 bool Daemon::setUpDevice() {
@@ -101,18 +127,18 @@ bool Daemon::setUpDevice() {
                     strerror(errno));
         return false;
     }
-    if (!mOptions.config.empty()) {
-        char resolved[PATH_MAX];
-        if (realpath(mOptions.config.c_str(), resolved) == nullptr || access(resolved, R_OK) != 0) {
-            BRISKD_LOGE("cannot read the configuration %s: %s", mOptions.config.c_str(),
-                        strerror(errno));
-            return false;
-        }
-        if (strlen(resolved) > kMaxConfigPath) {
-            BRISKD_LOGE("configuration path %s is longer than %zu bytes", resolved, kMaxConfigPath);
-            return false;
-        }
-        CfgFileResolver::setFile(resolved);
+    std::string error;
+    if (!ConfigCheck::useConfiguration(mOptions, &error)) {
+        BRISKD_LOGE("%s", error.c_str());
+        return false;
+    }
+    mFacts.configuration = ConfigCheck::configurationPath(mOptions);
+    if (mFacts.configuration.empty()) {
+        BRISKD_LOGE(
+            "no configuration found: %s under /etc/brisk/ or the install; give one with "
+            "--config",
+            Vocabulary::kConfigFileName);
+        return false;
     }
     return true;
 }
@@ -122,12 +148,29 @@ bool Daemon::startServer() {
     mServer = new BriskServer();
     int result = mServer->init();
     if (result != 0) {
-        BRISKD_LOGE("the service did not start: init returned %d", result);
+        const char* meaning = Vocabulary::resultMeaning(result);
+        BRISKD_LOGE("the service did not start: init returned %d (%s)", result,
+                    meaning != nullptr ? meaning : "the back-end's own code");
+        std::string backendCheck = mOptions.backend == "sim"
+                                       ? std::string()
+                                       : " and the back-end with 'briskd --backend " +
+                                             mOptions.backend + " --check-backend'";
+        BRISKD_LOGE("check the configuration with 'brisk-sim --check --config %s'%s",
+                    mFacts.configuration.c_str(), backendCheck.c_str());
         delete mServer;
         mServer = nullptr;
         return false;
     }
-    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicy, mOptions.timeoutMs);
+    mFacts.pid = getpid();
+    mFacts.version = BRISK_VERSION;
+    mFacts.socket = mOptions.socketPath;
+    mFacts.policyFiles = mOptions.policyFiles;
+    mFacts.allowRules = mOptions.allowRules.size();
+    mFacts.backend = mOptions.backend;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    mFacts.startedAt = now.tv_sec;
+    mHandler = std::make_unique<RequestHandler>(*mServer, mPolicies, mOptions.timeoutMs, mFacts);
     return true;
 }
 
@@ -145,7 +188,7 @@ void Daemon::acceptPending() {
         if (!PeerCredentials::read(client.get(), &peer)) {
             continue;
         }
-        const bool privileged = mPolicy.isPrivileged(peer);
+        const bool privileged = mPolicies.current()->isPrivileged(peer);
         ConnectionContext context{*mHandler, *mRates, mOptions.timeoutMs, mStopFd.get()};
         mPool->admit(std::make_shared<Connection>(std::move(client), peer, privileged, context),
                      privileged);
@@ -167,8 +210,8 @@ void Daemon::serveUntilSignalled() {
         }
         if (fds[0].revents != 0) {
             signalfd_siginfo info{};
-            if (read(mSignalFd.get(), &info, sizeof(info)) == sizeof(info)) {
-                BRISKD_LOGI("%s received; shutting down", strsignal(info.ssi_signo));
+            if (read(mSignalFd.get(), &info, sizeof(info)) == sizeof(info) &&
+                onSignal(static_cast<int>(info.ssi_signo))) {
                 return;
             }
         }
@@ -181,7 +224,17 @@ void Daemon::serveUntilSignalled() {
     }
 }
 
+bool Daemon::onSignal(int signo) {
+    if (signo == SIGHUP) {
+        reloadPolicy();
+        return false;
+    }
+    BRISKD_LOGI("%s received; shutting down", strsignal(signo));
+    return true;
+}
+
 void Daemon::shutDown() {
+    ServiceNotifier::stopping();
     mListen.stopListening();
     uint64_t one = 1;
     (void)write(mStopFd.get(), &one, sizeof(one));
@@ -200,6 +253,21 @@ void Daemon::shutDown() {
     BRISKD_LOGI("stopped");
 }
 
+void Daemon::logStart() const {
+    BRISKD_LOGI("%s: configuration %s; policy %s (%zu --allow rules); back-end %s",
+                DaemonOptions::versionLine().c_str(), mFacts.configuration.c_str(),
+                joined(mOptions.policyFiles).c_str(), mOptions.allowRules.size(),
+                mOptions.backend.c_str());
+    BRISKD_LOGI("listening on %s (protocol %u, back-end %s, up to %d clients, timeout %d ms)",
+                mOptions.socketPath.c_str(), Protocol::kVersion, mOptions.backend.c_str(),
+                mOptions.maxClients, mOptions.timeoutMs);
+    BRISKD_LOGI(
+        "users other than root and the daemon's: up to %d connections each, %d in all; "
+        "up to %d values a second on a connection, %d for a user (0: no limit)",
+        mOptions.maxPerUid, mOptions.maxClients - mOptions.reserved, mOptions.connectionRate,
+        mOptions.uidRate);
+}
+
 int Daemon::run() {
     if (!setUpProcess() || !setUpPolicy()) {
         return kExitFailed;
@@ -216,14 +284,8 @@ int Daemon::run() {
         mRecorder.stop();
         return kExitFailed;
     }
-    BRISKD_LOGI("listening on %s (protocol %u, back-end %s, up to %d clients, timeout %d ms)",
-                mOptions.socketPath.c_str(), Protocol::kVersion, mOptions.backend.c_str(),
-                mOptions.maxClients, mOptions.timeoutMs);
-    BRISKD_LOGI(
-        "users other than root and the daemon's: up to %d connections each, %d in all; "
-        "up to %d values a second on a connection, %d for a user (0: no limit)",
-        mOptions.maxPerUid, mOptions.maxClients - mOptions.reserved, mOptions.connectionRate,
-        mOptions.uidRate);
+    logStart();
+    ServiceNotifier::ready("serving on " + mOptions.socketPath);
     serveUntilSignalled();
     shutDown();
     return kExitOk;

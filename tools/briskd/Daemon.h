@@ -2,13 +2,14 @@
 
 #include <memory>
 
-#include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/ConnectionPool.h"
 #include "tools/briskd/DaemonOptions.h"
 #include "tools/briskd/ListenSocket.h"
 #include "tools/briskd/PeerCredentials.h"
+#include "tools/briskd/PolicyStore.h"
 #include "tools/briskd/RateLimits.h"
 #include "tools/briskd/SimRecorder.h"
+#include "tools/briskd/StatusDocument.h"
 #include "tools/protocol/UniqueFd.h"
 
 class BriskServer;
@@ -16,8 +17,9 @@ class RequestHandler;
 
 // The daemon: hosts one BriskServer, serves clients on the socket until SIGTERM
 // or SIGINT, then shuts down in order: stop accepting, let the requests in
-// flight finish, take back the probe boosts, delete the server, remove the
-// socket.
+// flight finish, take back the probe boosts, delete the server (the back-end
+// restores what it changed), remove the socket. SIGHUP re-reads the access
+// policy.
 class Daemon {
 public:
     // Exit statuses of run().
@@ -37,12 +39,18 @@ private:
     bool setUpPolicy();
     bool setUpDevice();
     bool startServer();
+    void logStart() const;
+    // Serves until a stop signal; SIGHUP re-reads the policy on the way.
     void serveUntilSignalled();
+    // True when the signal asks the daemon to stop.
+    bool onSignal(int signo);
+    void reloadPolicy();
     void acceptPending();
     void shutDown();
 
     DaemonOptions mOptions;
-    AccessPolicy mPolicy;
+    PolicyStore mPolicies;
+    DaemonFacts mFacts;
     SimRecorder mRecorder;
     ListenSocket mListen;
     UniqueFd mSignalFd;

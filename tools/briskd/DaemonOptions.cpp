@@ -6,6 +6,57 @@
 #include "tools/protocol/Protocol.h"
 
 namespace {
+// Options that take a value, one table per kind of value: the one list of them.
+struct TextOption {
+    const char* name;
+    std::string DaemonOptions::*field;
+};
+const TextOption kTextOptions[] = {
+    {"--config", &DaemonOptions::config},
+    {"--socket", &DaemonOptions::socketPath},
+    {"--backend", &DaemonOptions::backend},
+    {"--backend-config", &DaemonOptions::backendConfig},
+    {"--kernel-root", &DaemonOptions::kernelRoot},
+    {"--state-dir", &DaemonOptions::stateDir},
+    {"--record", &DaemonOptions::recordPath},
+    {"--jank-log", &DaemonOptions::jankLogPath},
+};
+
+struct ListOption {
+    const char* name;
+    std::vector<std::string> DaemonOptions::*field;
+};
+const ListOption kListOptions[] = {
+    {"--policy", &DaemonOptions::policyFiles},
+    {"--allow", &DaemonOptions::allowRules},
+};
+
+struct NumberOption {
+    const char* name;
+    int DaemonOptions::*field;
+    int low;
+    int high;
+    const char* what;  // "a number of ..." for the error
+};
+const NumberOption kNumberOptions[] = {
+    {"--max-clients", &DaemonOptions::maxClients, 1, 1024, "a number"},
+    {"--max-per-uid", &DaemonOptions::maxPerUid, 1, 1024, "a number"},
+    {"--reserved", &DaemonOptions::reserved, 0, 1023, "a number"},
+    {"--rate", &DaemonOptions::connectionRate, 0, 100000000, "a number of values a second"},
+    {"--uid-rate", &DaemonOptions::uidRate, 0, 100000000, "a number of values a second"},
+    {"--timeout-ms", &DaemonOptions::timeoutMs, 10, 3600000, "a number of milliseconds"},
+};
+
+template <typename Table>
+const auto* findOption(const Table& table, const std::string& name) {
+    for (const auto& entry : table) {
+        if (name == entry.name) {
+            return &entry;
+        }
+    }
+    return static_cast<decltype(&table[0])>(nullptr);
+}
+
 bool parseBoundedInt(const std::string& text, int low, int high, int* out) {
     long long value = 0;
     if (!Vocabulary::parseDecimal(text, Vocabulary::NumberForm::Digits, low, high, &value)) {
@@ -22,7 +73,8 @@ const char* DaemonOptions::usage() {
            "\n"
            "  --config FILE        configuration file (default: the standard search,\n"
            "                       /etc/brisk/xml/brisk_config_cust.xml, then the install's)\n"
-           "  --socket PATH        socket to listen on (default /run/brisk/briskd.sock)\n"
+           "  --socket PATH        socket to listen on (default $BRISK_SOCKET, else\n"
+           "                       /run/brisk/briskd.sock)\n"
            "  --backend NAME       device back-end: 'sim' (the simulated device, the default)\n"
            "                       or 'linux' (this machine's kernel files)\n"
            "  --backend-config FILE  the Linux back-end's description (default: discovery)\n"
@@ -51,7 +103,42 @@ const char* DaemonOptions::usage() {
            "  --uid-rate N         the same for all connections of one user (default 1000)\n"
            "  --timeout-ms MS      idle and per-request time limit (default 5000)\n"
            "  --verbose            log debug lines too\n"
-           "  --help               this text\n";
+           "  --check-config       load the configuration and the policy, print their\n"
+           "                       verdict and exit (0: both usable)\n"
+           "  --version            print briskd's release and protocol version\n"
+           "  --help               this text\n"
+           "\n"
+           "SIGTERM and SIGINT stop it cleanly; SIGHUP re-reads the access policy (the\n"
+           "configuration is read only at start-up). Exit status: 0 after a clean stop\n"
+           "or a usable --check-config, 1 when start-up or the check failed, 2 for a\n"
+           "command line it cannot use.\n";
+}
+
+bool DaemonOptions::takeValue(int argc, char** argv, int* i, std::string* error) {
+    const std::string option = argv[*i];
+    const TextOption* text = findOption(kTextOptions, option);
+    const ListOption* list = findOption(kListOptions, option);
+    const NumberOption* number = findOption(kNumberOptions, option);
+    if (text == nullptr && list == nullptr && number == nullptr) {
+        *error = option.compare(0, 2, "--") == 0 ? "unknown option '" + option + "'"
+                                                 : "unexpected argument '" + option + "'";
+        return false;
+    }
+    if (*i + 1 >= argc) {
+        *error = option + " needs a value";
+        return false;
+    }
+    const std::string value = argv[++*i];
+    if (text != nullptr) {
+        this->*text->field = value;
+    } else if (list != nullptr) {
+        (this->*list->field).push_back(value);
+    } else if (!parseBoundedInt(value, number->low, number->high, &(this->*number->field))) {
+        *error = option + " takes " + number->what + " from " + std::to_string(number->low) +
+                 " to " + std::to_string(number->high);
+        return false;
+    }
+    return true;
 }
 
 bool DaemonOptions::settleConnectionLimits(std::string* error) {
@@ -72,13 +159,22 @@ bool DaemonOptions::settleConnectionLimits(std::string* error) {
     return true;
 }
 
+std::string DaemonOptions::versionLine() {
+    return std::string("briskd ") + BRISK_VERSION + " (protocol " +
+           std::to_string(Protocol::kVersion) + ")";
+}
+
 bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string* error) {
     *out = DaemonOptions();
-    out->socketPath = Protocol::kDefaultSocketPath;
+    out->socketPath = Protocol::defaultSocketPath();
     for (int i = 1; i < argc; ++i) {
         std::string option = argv[i];
         if (option == "--help" || option == "-h") {
             out->help = true;
+            continue;
+        }
+        if (option == "--version") {
+            out->version = true;
             continue;
         }
         if (option == "--verbose") {
@@ -89,60 +185,11 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
             (option == "--restore" ? out->restore : out->checkBackend) = true;
             continue;
         }
-        if (i + 1 >= argc) {
-            *error = option.compare(0, 2, "--") == 0 ? option + " needs a value"
-                                                     : "unexpected argument '" + option + "'";
-            return false;
+        if (option == "--check-config") {
+            out->checkConfig = true;
+            continue;
         }
-        std::string value = argv[++i];
-        if (option == "--config") {
-            out->config = value;
-        } else if (option == "--socket") {
-            out->socketPath = value;
-        } else if (option == "--backend") {
-            out->backend = value;
-        } else if (option == "--backend-config") {
-            out->backendConfig = value;
-        } else if (option == "--kernel-root") {
-            out->kernelRoot = value;
-        } else if (option == "--state-dir") {
-            out->stateDir = value;
-        } else if (option == "--record") {
-            out->recordPath = value;
-        } else if (option == "--jank-log") {
-            out->jankLogPath = value;
-        } else if (option == "--policy") {
-            out->policyFiles.push_back(value);
-        } else if (option == "--allow") {
-            out->allowRules.push_back(value);
-        } else if (option == "--max-clients") {
-            if (!parseBoundedInt(value, 1, 1024, &out->maxClients)) {
-                *error = "--max-clients takes a number from 1 to 1024";
-                return false;
-            }
-        } else if (option == "--max-per-uid") {
-            if (!parseBoundedInt(value, 1, 1024, &out->maxPerUid)) {
-                *error = "--max-per-uid takes a number from 1 to 1024";
-                return false;
-            }
-        } else if (option == "--reserved") {
-            if (!parseBoundedInt(value, 0, 1023, &out->reserved)) {
-                *error = "--reserved takes a number from 0 to 1023";
-                return false;
-            }
-        } else if (option == "--rate" || option == "--uid-rate") {
-            int* rate = option == "--rate" ? &out->connectionRate : &out->uidRate;
-            if (!parseBoundedInt(value, 0, 100000000, rate)) {
-                *error = option + " takes a number of values a second from 0 to 100000000";
-                return false;
-            }
-        } else if (option == "--timeout-ms") {
-            if (!parseBoundedInt(value, 10, 3600000, &out->timeoutMs)) {
-                *error = "--timeout-ms takes a number of milliseconds from 10 to 3600000";
-                return false;
-            }
-        } else {
-            *error = "unknown option '" + option + "'";
+        if (!out->takeValue(argc, argv, &i, error)) {
             return false;
         }
     }
@@ -153,12 +200,14 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
         *error = "unknown back-end '" + out->backend + "' (use 'sim' or 'linux')";
         return false;
     }
+    // --restore is the unit's ExecStopPost= whatever the back-end: on the
+    // simulated device it has nothing to do.
     bool linuxOnly = !out->backendConfig.empty() || out->kernelRoot != "/" ||
-                     out->stateDir != "/run/brisk" || out->checkBackend || out->restore;
+                     out->stateDir != "/run/brisk" || out->checkBackend;
     if (linuxOnly && out->backend != "linux") {
         *error =
-            "--backend-config, --kernel-root, --state-dir, --check-backend and --restore "
-            "need --backend linux";
+            "--backend-config, --kernel-root, --state-dir and --check-backend need --backend "
+            "linux";
         return false;
     }
     if (out->checkBackend && out->restore) {

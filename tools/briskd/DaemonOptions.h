@@ -23,6 +23,8 @@ struct DaemonOptions {
     int timeoutMs = 5000;
     bool verbose = false;
     bool help = false;
+    bool version = false;
+    bool checkConfig = false;  // load the configuration and the policy, say what they are worth
 
     // The Linux back-end's settings (--backend linux only).
     std::string backendConfig;  // empty: discovery alone
@@ -31,11 +33,16 @@ struct DaemonOptions {
     bool checkBackend = false;  // print what the back-end would do, change nothing, exit
     bool restore = false;       // put back what a crashed back-end left, exit
 
-    // False with `error` set for a command line that cannot be used.
+    // False with `error` set (one line) for a command line that cannot be used.
     static bool parse(int argc, char** argv, DaemonOptions* out, std::string* error);
     static const char* usage();
+    // "briskd 1.0.0 (protocol 1)".
+    static std::string versionLine();
 
 private:
+    // The option at argv[*i] and its value (argv[*i + 1], taken); false with
+    // `error` for an unknown option or a missing or unusable value.
+    bool takeValue(int argc, char** argv, int* i, std::string* error);
     // Fills in the defaults that follow from maxClients and checks the limits
     // against each other.
     bool settleConnectionLimits(std::string* error);

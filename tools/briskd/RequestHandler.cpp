@@ -5,12 +5,12 @@
 #include "config/Vocabulary.h"
 #include "server/BriskServer.h"
 #include "tools/briskd/DaemonLog.h"
-#include "tools/briskd/DumpWatchdog.h"
+#include "tools/briskd/DumpOutput.h"
 #include "tools/briskd/ProbeTargetCheck.h"
 
-bool RequestHandler::permitted(const PeerCredentials& peer, AccessPolicy::Right right,
-                               Reply* refusal) const {
-    if (mPolicy.allows(peer, right)) {
+bool RequestHandler::permitted(const AccessPolicy& policy, const PeerCredentials& peer,
+                               AccessPolicy::Right right, Reply* refusal) const {
+    if (policy.allows(peer, right)) {
         return true;
     }
     std::string message = std::string("permission denied: uid ") + std::to_string(peer.uid) +
@@ -22,32 +22,41 @@ bool RequestHandler::permitted(const PeerCredentials& peer, AccessPolicy::Right 
 }
 
 Reply RequestHandler::handle(const Request& request, const PeerCredentials& peer, int dumpFd) {
+    // One policy decides the whole request, even when SIGHUP replaces it meanwhile.
+    const std::shared_ptr<const AccessPolicy> policy = mPolicies.current();
     Reply refusal;
     switch (request.type) {
         case RequestType::Event:
-            return permitted(peer, AccessPolicy::Right::Event, &refusal) ? event(request, peer)
-                                                                         : refusal;
+            return permitted(*policy, peer, AccessPolicy::Right::Event, &refusal)
+                       ? event(request, peer, *policy)
+                       : refusal;
         case RequestType::SetConfig:
-            return permitted(peer, AccessPolicy::rightForSet(request.clientId, request.tags),
-                             &refusal)
+            return permitted(*policy, peer,
+                             AccessPolicy::rightForSet(request.clientId, request.tags), &refusal)
                        ? setConfig(request)
                        : refusal;
         case RequestType::GetConfig:
-            return permitted(peer, AccessPolicy::Right::Get, &refusal) ? getConfig(request)
-                                                                       : refusal;
+            return permitted(*policy, peer, AccessPolicy::Right::Get, &refusal) ? getConfig(request)
+                                                                                : refusal;
         case RequestType::Dump:
-            return permitted(peer, AccessPolicy::Right::Dump, &refusal) ? dump(request, dumpFd)
-                                                                        : refusal;
+            return permitted(*policy, peer, AccessPolicy::Right::Dump, &refusal)
+                       ? dump(request, dumpFd)
+                       : refusal;
         case RequestType::Version:
             return Reply::ok(mServer.briskGetVersion());
+        case RequestType::Status:
+            return permitted(*policy, peer, AccessPolicy::Right::Get, &refusal) ? status()
+                                                                                : refusal;
+        case RequestType::Commands:
+            return commands();
     }
     return Reply::error(Status::UnknownRequest, "unknown request");
 }
 
 bool RequestHandler::probeTargetAllowed(const Request& request, const PeerCredentials& peer,
-                                        Reply* refusal) const {
+                                        const AccessPolicy& policy, Reply* refusal) const {
     int tid = 0;
-    bool anyThread = mPolicy.allows(peer, AccessPolicy::Right::ProbeAny);
+    bool anyThread = policy.allows(peer, AccessPolicy::Right::ProbeAny);
     switch (ProbeTargetCheck::check(request.msg, peer.pid, anyThread, &tid)) {
         case ProbeTargetCheck::Verdict::Pass:
             return true;
@@ -67,10 +76,11 @@ bool RequestHandler::probeTargetAllowed(const Request& request, const PeerCreden
     return false;
 }
 
-Reply RequestHandler::event(const Request& request, const PeerCredentials& peer) {
+Reply RequestHandler::event(const Request& request, const PeerCredentials& peer,
+                            const AccessPolicy& policy) {
     if (request.cmdId == Vocabulary::kProbeCmdId) {
         Reply refusal;
-        if (!probeTargetAllowed(request, peer, &refusal)) {
+        if (!probeTargetAllowed(request, peer, policy, &refusal)) {
             return refusal;
         }
     }
@@ -99,15 +109,20 @@ Reply RequestHandler::dump(const Request& request, int dumpFd) {
     if (dumpFd < 0) {
         return Reply::error(Status::BadRequest, "dump: no output descriptor passed with it");
     }
-    bool blocked = false;
-    {
-        DumpWatchdog watchdog(mDumpTimeoutMs);
-        mServer.dumpBriskServerInfo(dumpFd, request.args);
-        blocked = watchdog.fired();
-    }
-    if (blocked) {
-        return Reply::error(Status::DumpBlocked,
-                            "dump output did not take the text in time; it may be incomplete");
-    }
-    return Reply::ok(0);
+    return DumpOutput::run(mServer, request.args, dumpFd, mDumpTimeoutMs);
+}
+
+Reply RequestHandler::status() {
+    ServiceStatus service;
+    mServer.readStatus(&service);
+    Reply reply = Reply::ok(0);
+    reply.document =
+        StatusDocument::status(mFacts, mServer.briskGetVersion(), service, mServer.listCommands());
+    return reply;
+}
+
+Reply RequestHandler::commands() {
+    Reply reply = Reply::ok(0);
+    reply.document = StatusDocument::commands(mServer.listCommands());
+    return reply;
 }

@@ -2,6 +2,8 @@
 
 #include "tools/briskd/AccessPolicy.h"
 #include "tools/briskd/PeerCredentials.h"
+#include "tools/briskd/PolicyStore.h"
+#include "tools/briskd/StatusDocument.h"
 #include "tools/protocol/Reply.h"
 #include "tools/protocol/Request.h"
 
@@ -12,23 +14,31 @@ class BriskServer;
 // from many connection threads at once.
 class RequestHandler {
 public:
-    RequestHandler(BriskServer& server, const AccessPolicy& policy, int dumpTimeoutMs)
-        : mServer(server), mPolicy(policy), mDumpTimeoutMs(dumpTimeoutMs) {}
+    RequestHandler(BriskServer& server, const PolicyStore& policies, int dumpTimeoutMs,
+                   DaemonFacts facts)
+        : mServer(server),
+          mPolicies(policies),
+          mDumpTimeoutMs(dumpTimeoutMs),
+          mFacts(std::move(facts)) {}
 
     // `dumpFd` is the descriptor passed with the request, or -1.
     Reply handle(const Request& request, const PeerCredentials& peer, int dumpFd);
 
 private:
-    bool permitted(const PeerCredentials& peer, AccessPolicy::Right right, Reply* refusal) const;
-    Reply event(const Request& request, const PeerCredentials& peer);
+    bool permitted(const AccessPolicy& policy, const PeerCredentials& peer,
+                   AccessPolicy::Right right, Reply* refusal) const;
+    Reply event(const Request& request, const PeerCredentials& peer, const AccessPolicy& policy);
     // True when the probe event may reach the service; else false with the refusal.
     bool probeTargetAllowed(const Request& request, const PeerCredentials& peer,
-                            Reply* refusal) const;
+                            const AccessPolicy& policy, Reply* refusal) const;
     Reply setConfig(const Request& request);
     Reply getConfig(const Request& request);
     Reply dump(const Request& request, int dumpFd);
+    Reply status();
+    Reply commands();
 
     BriskServer& mServer;
-    const AccessPolicy& mPolicy;
+    const PolicyStore& mPolicies;
     int mDumpTimeoutMs;
+    DaemonFacts mFacts;
 };

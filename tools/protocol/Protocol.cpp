@@ -1,5 +1,7 @@
 #include "tools/protocol/Protocol.h"
 
+#include <cstdlib>
+
 constexpr uint8_t Protocol::kMagic[4];
 
 const char* statusName(Status status) {
@@ -20,11 +22,18 @@ const char* statusName(Status status) {
             return "daemon busy";
         case Status::DumpBlocked:
             return "dump output blocked";
+        case Status::DumpFailed:
+            return "dump output failed";
     }
     return "unknown status";
 }
 
 bool isKnownRequestType(uint16_t type) {
     return type >= static_cast<uint16_t>(RequestType::Event) &&
-           type <= static_cast<uint16_t>(RequestType::Version);
+           type <= static_cast<uint16_t>(RequestType::Commands);
+}
+
+std::string Protocol::defaultSocketPath() {
+    const char* path = getenv(kSocketVariable);
+    return path != nullptr && path[0] != '\0' ? path : kDefaultSocketPath;
 }

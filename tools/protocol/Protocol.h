@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 // The briskd request/reply protocol, version 1, shared by the daemon and its
 // clients. Every message is a frame: a 12-byte header (magic "BRSK", version,
@@ -15,8 +16,10 @@ struct Protocol {
     // Limits. A request whose body exceeds kMaxBodySize is refused before it is
     // read; the other limits are checked while its body is decoded.
     static constexpr uint32_t kMaxBodySize = 16384;
-    // Replies may be larger: a get returns one value per tag asked for.
-    static constexpr uint32_t kMaxReplyBodySize = 32768;
+    // Replies may be larger: a get returns one value per tag asked for, a status
+    // or command list a document.
+    static constexpr uint32_t kMaxReplyBodySize = 1 << 20;
+    static constexpr uint32_t kMaxDocumentSize = kMaxReplyBodySize - 1024;
     static constexpr uint32_t kMaxTextSize = 4096;
     static constexpr uint32_t kMaxDumpArgs = 16;
     // At most this many descriptors are taken from one request; more are closed.
@@ -26,6 +29,10 @@ struct Protocol {
     static constexpr uint16_t kReplyFlag = 0x8000;
 
     static constexpr const char* kDefaultSocketPath = "/run/brisk/briskd.sock";
+    // The environment variable that names another default socket.
+    static constexpr const char* kSocketVariable = "BRISK_SOCKET";
+    // $BRISK_SOCKET when set and not empty, else kDefaultSocketPath.
+    static std::string defaultSocketPath();
 };
 
 enum class RequestType : uint16_t {
@@ -34,6 +41,8 @@ enum class RequestType : uint16_t {
     GetConfig = 3,  // briskGetConfig
     Dump = 4,       // dumpBriskServerInfo on the descriptor passed with the request
     Version = 5,    // briskGetVersion
+    Status = 6,     // what the service holds now, as a JSON document
+    Commands = 7,   // the configured commands with their names and routes, as JSON
 };
 
 // What the daemon made of a request. Only Ok carries an entry point's result.
@@ -46,6 +55,7 @@ enum class Status : int32_t {
     UnknownRequest = 5,      // request type not known to this daemon
     Busy = 6,                // connection limit reached
     DumpBlocked = 7,         // the dump descriptor did not take the text in time
+    DumpFailed = 8,          // the dump text could not be written to the descriptor
 };
 
 // A short English name of a status ("permission denied"), for messages.

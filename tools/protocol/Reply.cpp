@@ -12,6 +12,9 @@ std::vector<uint8_t> Reply::encodeBody() const {
     for (int32_t value : values) {
         writer.putI32(value);
     }
+    if (!document.empty()) {
+        writer.putText(document);
+    }
     return writer.take();
 }
 
@@ -30,6 +33,11 @@ bool Reply::decodeBody(const std::vector<uint8_t>& body, Reply* out) {
         if (!reader.getI32(&out->values[i])) {
             return false;
         }
+    }
+    // A document, when there is one, is never empty: an empty one is sent as none.
+    if (!reader.atEnd() &&
+        (!reader.getText(&out->document, Protocol::kMaxDocumentSize) || out->document.empty())) {
+        return false;
     }
     return reader.atEnd();
 }

@@ -108,6 +108,8 @@ std::vector<uint8_t> Request::encodeBody() const {
             }
             break;
         case RequestType::Version:
+        case RequestType::Status:
+        case RequestType::Commands:
             break;
     }
     return writer.take();
@@ -166,6 +168,8 @@ bool Request::decodeBody(RequestType type, const std::vector<uint8_t>& body, Req
             ok = decodeDump(reader, out, error);
             break;
         case RequestType::Version:
+        case RequestType::Status:
+        case RequestType::Commands:
             break;
     }
     if (ok && !reader.atEnd()) {

@@ -11,7 +11,7 @@
 //   SetConfig: clientId, tags, values (parallel)
 //   GetConfig: tags
 //   Dump:      args (the output descriptor travels beside the frame)
-//   Version:   nothing
+//   Version, Status, Commands: nothing
 struct Request {
     RequestType type = RequestType::Version;
     int32_t cmdId = 0;

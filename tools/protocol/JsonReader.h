@@ -4,7 +4,8 @@
 #include <utility>
 #include <vector>
 
-// Just enough JSON for Google Benchmark's result files.
+// Just enough JSON for Google Benchmark's result files and briskd's documents
+// (status, command list): objects keep their members in document order.
 struct Json {
     enum class Type { Null, Bool, Number, String, Array, Object };
 

@@ -1,4 +1,4 @@
-#include "bench/JsonReader.h"
+#include "tools/protocol/JsonReader.h"
 
 #include <cstdlib>
 
