@@ -41,6 +41,8 @@ targets=(
     "ProtocolFuzz protocol"
     "CtlCommandLineFuzz briskctl"
     "ScenarioFuzz scenario etc/examples/*.scenario"
+    "BackendDescriptionFuzz backend-description"
+    "KernelTreeFuzz kernel-tree"
 )
 
 # A crash, a leak, a timeout, running out of memory: each leaves an input behind.

@@ -21,6 +21,7 @@
 #include <set>
 
 #include "config/Vocabulary.h"
+#include "tests/support/FakeKernelTree.h"
 #include "tests/support/ProgramCommand.h"
 #include "tools/protocol/JsonReader.h"
 
@@ -884,6 +885,63 @@ TEST_F(BriskSimCheck, KnowsTheDeviceFromADeviceFile) {
             {"--check", "--config", kShippedConfig, "--device", dir.file("bad.device", c.first)});
         EXPECT_EQ(bad.status, 2) << c.first;
         EXPECT_TRUE(contains(bad.err, "bad.device, " + c.second)) << bad.err;
+    }
+}
+
+TEST_F(BriskSimCheck, KnowsTheDeviceFromTheLinuxBackEndsDescriptionAndKernelTree) {
+    FakeKernelTree tree;
+    tree.buildBigLittle();  // up to 1800000 and 2400000 kHz, a GPU up to 800000000 Hz
+    const std::string description = tree.writeDescription(
+        "<backend>\n<item name=\"touch_boost\" file=\"/sys/touch\"/>\n</backend>\n");
+    const std::string config = startUpAnd(
+        "<c id=\"12300\"><s>\n<touch_bost>1</touch_bost>\n<big_cpu_max>2500000</big_cpu_max>\n"
+        "<gpu_max>800000</gpu_max>\n<uclamp_min>512</uclamp_min></s></c>");
+    const std::string misspelt =
+        "error 12300 (line 6): touch_bost is neither a parameter of the configuration language "
+        "nor a platform item of ";
+    auto expectAll = [](const SimRun& run, const std::vector<std::string>& parts) {
+        for (const std::string& part : parts) {
+            EXPECT_TRUE(contains(run.out, part)) << "missing \"" << part << "\" in:\n" << run.out;
+        }
+    };
+
+    // The description names the platform items; without a kernel root no hardware is known.
+    SimRun described = check(config, {"--device", description});
+    EXPECT_EQ(described.status, 1);
+    expectAll(described, {"hardware maxima (kHz) unknown; platform items 2",
+                          misspelt + "the back-end description " + description +
+                              " (did you mean touch_boost?)",
+                          "1 error, 0 warnings"});
+
+    // The kernel tree gives the maxima that the back-end's discovery finds there.
+    SimRun onTree = check(config, {"--device", description, "--device", tree.root()});
+    expectAll(onTree, {"hardware maxima (kHz) little 1800000, big 2400000, gpu 800000",
+                       "error 12300 (line 7): big_cpu_max 2500000 is above the big cluster's "
+                       "hardware maximum, 2400000 kHz on the back-end description " +
+                           description + " on the machine at " + tree.root(),
+                       "2 errors, 0 warnings"});
+    // Without a description the back-end writes no platform item.
+    SimRun treeAlone = check(config, {"--device", tree.root()});
+    expectAll(treeAlone,
+              {misspelt + "the machine at " + tree.root() + " (no back-end description)\n"});
+
+    // What the back-end's reader or discovery refuses, the checker refuses in its words.
+    TempDir dir;
+    const std::pair<std::vector<std::string>, std::string> refused[] = {
+        {{dir.file("fan.xml", "<backend>\n<fan/></backend>")}, ":2: unknown element <fan>"},
+        {{dir.file("big.xml", "<backend>\n<cluster name=\"big\" policies=\"policy9\"/></backend>"),
+          tree.root()},
+         ":2: cpufreq policy policy9 is not usable in " + tree.root()},
+        {{tree.root(), tree.root()}, "--device names two kernel roots"},
+    };
+    for (const auto& c : refused) {
+        std::vector<std::string> args;
+        for (const std::string& path : c.first) {
+            args.insert(args.end(), {"--device", path});
+        }
+        SimRun bad = check(config, args);
+        EXPECT_EQ(bad.status, 2) << bad.err;
+        EXPECT_TRUE(contains(bad.err, c.second)) << "missing \"" << c.second << "\" in " << bad.err;
     }
 }
 

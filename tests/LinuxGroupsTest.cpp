@@ -111,6 +111,15 @@ TEST_F(LinuxGroupsTest, TheDescriptionMapsFoldersSetsTheLadderAndTheHmpGroups) {
               std::string::npos);
 }
 
+TEST_F(LinuxGroupsTest, AMountPointThatLeadsOutOfTheKernelRootIsNoMount) {
+    // Beside the fake tree, a folder that a mount table with ".." would reach.
+    mTree.write("/../outside/top-app/cpu.shares", "1024");
+    mTree.write("/proc/self/mountinfo", "35 1 0:30 / /../outside rw - cgroup cgroup rw,cpu");
+    auto backend = start();
+    EXPECT_EQ(levels(*backend, {0, 0, 40, 0, 0, 0, 0, 0}), 0);
+    EXPECT_EQ(mTree.read("/../outside/top-app/cpu.shares"), "1024");
+}
+
 TEST_F(LinuxGroupsTest, WithoutUclampFilesLevelsSetTheWeightAloneWithOneWarning) {
     mTree.addCgroups(kCpuctl, 1, kGroups, false);
     LogCapture log;

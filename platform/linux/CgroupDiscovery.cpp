@@ -69,6 +69,11 @@ std::vector<CgroupMount> CgroupDiscovery::parseMountInfo(std::string_view text) 
         std::string_view type = *(dash + 1);
         CgroupMount mount;
         mount.mountPoint = unescape(words[4]);
+        // The kernel prints plain paths; a ".." part would lead a reader with a
+        // kernel root (a fake tree) out of it.
+        if (!KernelReader::isPlainPath(mount.mountPoint, true)) {
+            continue;
+        }
         if (type == "cgroup2") {
             mount.version = 2;
         } else if (type == "cgroup") {

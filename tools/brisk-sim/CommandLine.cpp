@@ -9,6 +9,8 @@
 
 namespace {
 const char kConfigName[] = "xml/brisk_config_cust.xml";
+// --device: a back-end description and a kernel root at most.
+constexpr size_t kMostDevicePaths = 2;
 
 bool endsWith(const std::string& text, const char* suffix) {
     const size_t n = strlen(suffix);
@@ -32,6 +34,22 @@ bool optionValue(int argc, const char* const* argv, int* i, std::string* value,
     return true;
 }
 
+// --device FILE or FOLDER: once, or twice for a back-end description and a kernel
+// root (DeviceLoader tells them apart).
+bool deviceValue(int argc, const char* const* argv, int* i, std::vector<std::string>* paths,
+                 std::string* error) {
+    if (paths->size() == kMostDevicePaths) {
+        *error = "--device is given once, or twice (a back-end description and a kernel root)";
+        return false;
+    }
+    std::string path;
+    if (!optionValue(argc, argv, i, &path, "a FILE or a folder", error)) {
+        return false;
+    }
+    paths->push_back(path);
+    return true;
+}
+
 // Options that only make sense in one mode.
 bool checkModes(const CommandLine& args, bool haveScenario, std::string* error) {
     const bool check = args.mode == CommandLine::Mode::Check;
@@ -39,7 +57,7 @@ bool checkModes(const CommandLine& args, bool haveScenario, std::string* error) 
         *error = "--check reads no SCENARIO";
     } else if (check && !args.timelinePath.empty()) {
         *error = "--timeline draws a replay, not a check";
-    } else if (!check && (!args.devicePath.empty() || args.lenient ||
+    } else if (!check && (!args.devicePaths.empty() || args.lenient ||
                           args.format != CommandLine::Format::Text)) {
         *error = "--device, --lenient and --format go with --check";
     } else if (!args.timelinePath.empty() && !endsWith(args.timelinePath, ".svg") &&
@@ -74,7 +92,7 @@ bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std
         } else if (strcmp(arg, "--config") == 0) {
             ok = optionValue(argc, argv, &i, &out->configPath, "a FILE", error);
         } else if (strcmp(arg, "--device") == 0) {
-            ok = optionValue(argc, argv, &i, &out->devicePath, "a FILE", error);
+            ok = deviceValue(argc, argv, &i, &out->devicePaths, error);
         } else if (strcmp(arg, "--timeline") == 0) {
             ok = optionValue(argc, argv, &i, &out->timelinePath, "a FILE", error);
         } else if (strcmp(arg, "--format") == 0) {
@@ -109,14 +127,15 @@ bool CommandLine::parse(int argc, const char* const* argv, CommandLine* out, std
 
 std::string CommandLine::usage() {
     return "usage: brisk-sim [--config FILE] [--timeline PICTURE.svg|.html] [SCENARIO]\n"
-           "       brisk-sim --check [--config FILE] [--device DEVICE] [--lenient]\n"
+           "       brisk-sim --check [--config FILE] [--device DEVICE]... [--lenient]\n"
            "                 [--format text|json]\n"
            "       brisk-sim --help | --version\n"
            "Replays SCENARIO (standard input when absent or -) against the service on the\n"
            "simulated device and prints its transcript (and draws it with --timeline), or\n"
-           "checks the configuration FILE against DEVICE (a device file; the simulated\n"
-           "device's presets without --device). Without --config the configuration the\n"
-           "service would read is used:\n  " +
+           "checks the configuration FILE against DEVICE: a device file, the Linux\n"
+           "back-end's description, a kernel root folder (/ or a fake tree), or both of the\n"
+           "last two; the simulated device's presets without --device. Without --config\n"
+           "the configuration the service would read is used:\n  " +
            defaultConfig() + "\n";
 }
 

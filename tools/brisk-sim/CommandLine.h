@@ -1,13 +1,16 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 // The program's arguments:
 //   brisk-sim [--config FILE] [--timeline PICTURE] [SCENARIO]
 //       replay SCENARIO (standard input when absent or "-") against the service;
 //       with --timeline also draw it into PICTURE (.svg or .html)
-//   brisk-sim --check [--config FILE] [--device DEVICE] [--lenient] [--format text|json]
-//       check a configuration file, against DEVICE (the simulated device when absent)
+//   brisk-sim --check [--config FILE] [--device DEVICE]... [--lenient] [--format text|json]
+//       check a configuration file, against DEVICE (the simulated device when absent;
+//       see DeviceLoader: --device is given once, or twice for the Linux back-end's
+//       description and a kernel root)
 //   brisk-sim --help | --version
 struct CommandLine {
     enum class Mode { Run, Check, Help, Version };
@@ -19,8 +22,9 @@ struct CommandLine {
     std::string configPath;
     // The scenario file; empty or "-" for standard input.
     std::string scenarioPath;
-    // --check: the device file (empty: the simulated device), --lenient, --format.
-    std::string devicePath;
+    // --check: where the device is described (none: the simulated device),
+    // --lenient, --format.
+    std::vector<std::string> devicePaths;
     bool lenient = false;
     Format format = Format::Text;
     // The picture of the run; empty for none.

@@ -4,8 +4,6 @@
 #include <sstream>
 #include <vector>
 
-#include "tools/brisk-sim/FileText.h"
-
 namespace {
 const char kItemWord[] = "item";
 
@@ -27,25 +25,8 @@ std::string domainWords() {
 }
 }  // namespace
 
-bool DeviceFileReader::readFile(const std::string& path, DeviceModel* out, std::string* error) {
-    std::string text;
-    std::string why;
-    if (!FileText::read(path, kMaxSize, &text, &why)) {
-        *error = "cannot read the device file " + path + ": " + why;
-        return false;
-    }
-    return parse(text, path, out, error);
-}
-
 bool DeviceFileReader::parse(const std::string& text, const std::string& fileName, DeviceModel* out,
                              std::string* error) {
-    const size_t first = text.find_first_not_of(" \t\r\n");
-    if (first != std::string::npos && text[first] == '<') {
-        *error = fileName +
-                 " is XML, no device file: a device file has lines of little, big or gpu with a "
-                 "hardware maximum in kHz, and item lines with platform item names";
-        return false;
-    }
     DeviceModel model;
     model.source = fileName;
     std::istringstream in(text);

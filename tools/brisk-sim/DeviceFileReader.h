@@ -12,15 +12,11 @@
 //   item touch_boost fan    platform items the device declares (repeatable)
 // A domain not named is not checked; with no item line the device's items are
 // unknown.
+// (DeviceLoader reads the file, and tells it from the back-end's description.)
 class DeviceFileReader {
 public:
-    // Reads the file at `path`; false with `error` (one line: the file, the line
-    // and the problem, or why the file cannot be read).
-    static bool readFile(const std::string& path, DeviceModel* out, std::string* error);
-    // The same for `text` in memory; `fileName` names it in messages.
+    // The device file `text`; `fileName` names it in messages. False with `error`
+    // (one line: the file, the line and the problem).
     static bool parse(const std::string& text, const std::string& fileName, DeviceModel* out,
                       std::string* error);
-
-    // A device file is a few lines; a bigger one is no device file.
-    static constexpr size_t kMaxSize = size_t{64} * 1024;
 };

@@ -13,7 +13,7 @@
 #include "platform/sim/CfgFileResolver.h"
 #include "tools/brisk-sim/CommandLine.h"
 #include "tools/brisk-sim/ConfigChecker.h"
-#include "tools/brisk-sim/DeviceFileReader.h"
+#include "tools/brisk-sim/DeviceLoader.h"
 #include "tools/brisk-sim/FileText.h"
 #include "tools/brisk-sim/ScenarioRunner.h"
 #include "tools/brisk-sim/SimServer.h"
@@ -59,9 +59,9 @@ int check(const CommandLine& args) {
         return fileError("configuration", args.configPath, why, kConfigHint);
     }
     ConfigChecker::Options options;
-    if (!args.devicePath.empty()) {
+    if (!args.devicePaths.empty()) {
         std::string error;
-        if (!DeviceFileReader::readFile(args.devicePath, &options.device, &error)) {
+        if (!DeviceLoader::load(args.devicePaths, &options.device, &error)) {
             fprintf(stderr, "brisk-sim: %s\n", CheckReport::printable(error).c_str());
             return kExitUsage;
         }
