@@ -8,7 +8,6 @@
 #include <thread>
 
 #include "platform/sim/CfgFileResolver.h"
-#include "platform/sim/JankLogSink.h"
 #include "platform/sim/SimDevice.h"
 #include "tests/support/ServerHarness.h"
 
@@ -20,7 +19,6 @@ using Lines = std::vector<std::string>;
 class BriskServerTest : public ::testing::Test {
 protected:
     void SetUp() override { SimDevice::instance().reset(); }
-    void TearDown() override { JankLogSink::reset(); }
 
     // A server initialised on the full test configuration, with the record cleared.
     std::unique_ptr<InspectableServer> startServer() {
@@ -318,19 +316,16 @@ TEST_F(BriskServerTest, ClientRequestsGoToTheManagerTheirTagsName) {
     EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "briskSetConfig failed!"));
 }
 
-TEST_F(BriskServerTest, ReportSwitchEventTurnsOnJankRecords) {
+TEST_F(BriskServerTest, ReportSwitchEventSwitchesFrequencyReportingThroughClientZero) {
     auto server = startServer();
-    std::vector<std::string> records;
-    JankLogSink::setCallback([&](int, int, const std::string& text) { records.push_back(text); });
-    int tags[1] = {2};
-    int limit[1] = {1800000};
+    ServiceStatus status;
     EXPECT_EQ(event(*server, 20225, {}), 0) << "without a value the switch does nothing";
-    EXPECT_EQ(server->briskSetConfig(1, 1, tags, limit), 0);
-    EXPECT_TRUE(records.empty()) << "reporting is off until switched on";
+    EXPECT_EQ(event(*server, 20225, {0x1}), 0) << "the value lacks the switch's bit";
+    server->readStatus(&status);
+    EXPECT_FALSE(status.reportingOn);
     EXPECT_EQ(event(*server, 20225, {0x10000}), 0);
-    EXPECT_EQ(server->briskSetConfig(1, 1, tags, limit), 0);
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].substr(records[0].size() - 10), ",1800,,,4>");
+    server->readStatus(&status);
+    EXPECT_TRUE(status.reportingOn);
 }
 
 TEST_F(BriskServerTest, GetConfigReadsThroughThePlatform) {
