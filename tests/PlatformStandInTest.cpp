@@ -26,41 +26,27 @@ protected:
     std::unique_ptr<BriskPlat> plat{getPlat()};
 };
 
-TEST_F(PlatformStandInTest, BackEndRecordsEveryCallInOrderAndAnswersFromItsTable) {
-    PerfBackend* perf = plat->mPerf;
+// The record's format and the preset maxima are every other test's evidence; what
+// only this test checks is that the device reads no more than it is given.
+TEST_F(PlatformStandInTest, BackEndReadsNoMoreThanItIsGivenAndQuietModeOnlyCounts) {
     Action action;
     action.cmdId = 12;
-    action.name = "x";
-    action.duration = 3;
     action.tagCount = 2;
     action.tagValues = {2, 5, 10};  // a dangling half pair is not read
-    int payload[2] = {0, -1};
-    TagValues written({{2, 100}, {99, 7}});
-    int tags[4] = {22, 24, 26, 99};
-    int out[4] = {0, 0, 0, 0};
-    EXPECT_EQ(plat->initialize(), 0);
-    EXPECT_EQ(perf->doAction(&action, 2, payload), 0);
-    EXPECT_EQ(perf->doAction(&action, 0, nullptr), 0);
-    EXPECT_EQ(perf->setConfig(2, written.tags.data(), written.values.data()), 0);
-    EXPECT_EQ(perf->getConfig(4, tags, out), 0);
-    EXPECT_EQ(perf->doSchedLevelAction(1, written.tags.data(), written.values.data()), 0);
-    EXPECT_EQ(perf->setProbeTarget(44, -1), 0);
+    EXPECT_EQ(plat->mPerf->doAction(&action, 4, nullptr), 0);
     EXPECT_EQ(recordLines(),
-              (std::vector<std::string>{
-                  "initialize", "doAction cmd=12 duration=3 len=2 payload=0,-1 pairs=2:5 name=x",
-                  "doAction cmd=12 duration=3 len=0 payload=null pairs=2:5 name=x",
-                  "setConfig 2:100 99:7", "getConfig 22 24 26 99", "doSchedLevelAction 2:100",
-                  "setProbeTarget 44 -1"}));
-    EXPECT_EQ(std::vector<int>(out, out + 4), (std::vector<int>{2000000, 2600000, 800000, 7}))
-        << "the preset hardware maxima, and what setConfig wrote";
-    EXPECT_EQ(perf->getConfig(-1, tags, out), -1);
-    EXPECT_EQ(perf->setConfig(2, nullptr, nullptr), -1);
-    EXPECT_EQ(perf->setConfig(0, nullptr, nullptr), 0);
+              std::vector<std::string>{"doAction cmd=12 duration=-1 len=4 payload=null pairs=2:5 "
+                                       "name="});
+    int tags[1] = {22};
+    int out[1] = {0};
+    EXPECT_EQ(plat->mPerf->getConfig(-1, tags, out), -1);
+    EXPECT_EQ(plat->mPerf->setConfig(2, nullptr, nullptr), -1);
+    EXPECT_EQ(plat->mPerf->setConfig(0, nullptr, nullptr), 0);
 
     SimDevice::instance().setRecording(false);
     SimDevice::instance().clearRecord();
-    EXPECT_EQ(perf->setProbeTarget(45, 0), 0);
-    EXPECT_EQ(SimDevice::instance().callCount(Op::SetProbeTarget), 2);
+    EXPECT_EQ(plat->mPerf->setProbeTarget(45, 0), 0);
+    EXPECT_EQ(SimDevice::instance().callCount(Op::SetProbeTarget), 1);
     EXPECT_TRUE(recordLines().empty()) << "quiet mode only counts";
 }
 
