@@ -34,7 +34,7 @@ std::vector<std::string> recordLines(SimCall::Op op);
 
 // Tag/value pairs as the two parallel arrays that the entry points take.
 struct TagValues {
-    TagValues(const std::vector<std::pair<int, int>>& pairs);  // NOLINT: implicit on purpose
+    explicit TagValues(const std::vector<std::pair<int, int>>& pairs);
     int size() const { return static_cast<int>(tags.size()); }
     std::vector<int> tags;
     std::vector<int> values;
