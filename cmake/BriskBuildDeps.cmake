@@ -3,30 +3,21 @@
 # -dev packages.
 include_guard(GLOBAL)
 
-if(NOT TARGET Brisk::tinyxml2)
-    find_library(_brisk_tinyxml2 tinyxml2 REQUIRED)
-    find_path(_brisk_tinyxml2_inc tinyxml2.h REQUIRED)
-    add_library(Brisk::tinyxml2 SHARED IMPORTED)
-    set_target_properties(Brisk::tinyxml2 PROPERTIES
-        IMPORTED_LOCATION "${_brisk_tinyxml2}"
-        INTERFACE_INCLUDE_DIRECTORIES "${_brisk_tinyxml2_inc}")
-endif()
+# Brisk::<name> from Debian's lib<name> and the folder of `header` (looked up
+# under the optional suffix too).
+function(_brisk_import_build_dep name header)
+    if(TARGET Brisk::${name})
+        return()
+    endif()
+    find_library(_brisk_${name} ${name} REQUIRED)
+    find_path(_brisk_${name}_inc ${header} PATH_SUFFIXES ${ARGN} REQUIRED)
+    add_library(Brisk::${name} SHARED IMPORTED)
+    set_target_properties(Brisk::${name} PROPERTIES
+        IMPORTED_LOCATION "${_brisk_${name}}"
+        INTERFACE_INCLUDE_DIRECTORIES "${_brisk_${name}_inc}")
+endfunction()
 
-if(NOT TARGET Brisk::safec)
-    find_library(_brisk_safec safec REQUIRED)
-    find_path(_brisk_safec_inc safe_str_lib.h PATH_SUFFIXES safeclib REQUIRED)
-    add_library(Brisk::safec SHARED IMPORTED)
-    set_target_properties(Brisk::safec PROPERTIES
-        IMPORTED_LOCATION "${_brisk_safec}"
-        INTERFACE_INCLUDE_DIRECTORIES "${_brisk_safec_inc}")
-endif()
-
+_brisk_import_build_dep(tinyxml2 tinyxml2.h)
+_brisk_import_build_dep(safec safe_str_lib.h safeclib)
 # libsystemd (Debian's libsystemd-dev): briskd's readiness notification.
-if(NOT TARGET Brisk::systemd)
-    find_library(_brisk_systemd systemd REQUIRED)
-    find_path(_brisk_systemd_inc systemd/sd-daemon.h REQUIRED)
-    add_library(Brisk::systemd SHARED IMPORTED)
-    set_target_properties(Brisk::systemd PROPERTIES
-        IMPORTED_LOCATION "${_brisk_systemd}"
-        INTERFACE_INCLUDE_DIRECTORIES "${_brisk_systemd_inc}")
-endif()
+_brisk_import_build_dep(systemd systemd/sd-daemon.h)

@@ -12,19 +12,13 @@
 #include "server/RelaxedAccess.h"
 
 namespace {
-// The tags kept per client, in their fixed order.
-const int kLimitTags[] = {
-    BRISK_TAG_LITTLE_CPU_MAX,      BRISK_TAG_BIG_CPU_MAX,      BRISK_TAG_GPU_MAX,
-    BRISK_TAG_IPA_ON_TEMP,         BRISK_TAG_IPA_CONTROL_TEMP, BRISK_TAG_IPA_SUSTAINABLE_POWER,
-    BRISK_TAG_FORK_ON_BIG_CLUSTER,
-};
-
-// Dump labels of the limit tags, all 22 characters wide.
-struct DumpLabel {
+// The tags kept per client, in their fixed order, with their dump labels (all
+// 22 characters wide).
+struct LimitTag {
     int tag;
     const char* label;
 };
-const DumpLabel kDumpLabels[] = {
+const LimitTag kLimitTags[] = {
     {BRISK_TAG_LITTLE_CPU_MAX, "little cpu max,       "},
     {BRISK_TAG_BIG_CPU_MAX, "big cpu max,          "},
     {BRISK_TAG_GPU_MAX, "gpu max,              "},
@@ -59,14 +53,14 @@ FreqClientManager::~FreqClientManager() {
 }
 
 void FreqClientManager::initConfigSet() {
-    for (int tag : kLimitTags) {
-        mConfigSet.insert(tag);
+    for (const LimitTag& limit : kLimitTags) {
+        mConfigSet.insert(limit.tag);
     }
 }
 
 void FreqClientManager::initConfigMap(std::map<int, int>& m) {
-    for (int tag : kLimitTags) {
-        m[tag] = -1;
+    for (const LimitTag& limit : kLimitTags) {
+        m[limit.tag] = -1;
     }
 }
 
@@ -178,28 +172,27 @@ void FreqClientManager::enableFreqInfoUpload(int tagLen, const int* tags, const 
     }
 }
 
-int FreqClientManager::getMinTagConfigs(int clientId, int tag) {
-    std::map<int, int>* first;
-    std::map<int, int>* second;
+std::map<int, int>* FreqClientManager::clientConfigMap(int clientId) {
     switch (clientId) {
         case FREQ_CLIENT_DUSK:
-            first = &mFernConfigMap;
-            second = &mMossConfigMap;
-            break;
+            return &mDuskConfigMap;
         case FREQ_CLIENT_FERN:
-            first = &mDuskConfigMap;
-            second = &mMossConfigMap;
-            break;
+            return &mFernConfigMap;
         case FREQ_CLIENT_MOSS:
-            first = &mDuskConfigMap;
-            second = &mFernConfigMap;
-            break;
+            return &mMossConfigMap;
         default:
             BRISK_LOGE("invalid clientId is %d", clientId);
-            return -1;
+            return nullptr;
     }
-    int a = (*first)[tag];
-    int b = (*second)[tag];
+}
+
+int FreqClientManager::getMinTagConfigs(int clientId, int tag) {
+    if (clientConfigMap(clientId) == nullptr) {
+        return -1;
+    }
+    // The other two clients, in client order.
+    int a = (clientId == FREQ_CLIENT_DUSK ? mFernConfigMap : mDuskConfigMap)[tag];
+    int b = (clientId == FREQ_CLIENT_MOSS ? mFernConfigMap : mMossConfigMap)[tag];
     return tag == BRISK_TAG_FORK_ON_BIG_CLUSTER ? getTaskForkMinValue(a, b)
                                                 : getValidMinValue(a, b);
 }
@@ -261,22 +254,10 @@ int FreqClientManager::getConfigWithSceneEvent(int config, int tag) {
 }
 
 void FreqClientManager::cacheTags(int clientId, int tagLen, const int* tags, const int* configs) {
-    std::map<int, int>* m;
-    switch (clientId) {
-        case FREQ_CLIENT_DUSK:
-            m = &mDuskConfigMap;
-            break;
-        case FREQ_CLIENT_FERN:
-            m = &mFernConfigMap;
-            break;
-        case FREQ_CLIENT_MOSS:
-            m = &mMossConfigMap;
-            break;
-        default:
-            BRISK_LOGE("invalid clientId is %d", clientId);
-            return;
+    std::map<int, int>* m = clientConfigMap(clientId);
+    if (m != nullptr) {
+        updateConfigMap(tagLen, tags, configs, *m);
     }
-    updateConfigMap(tagLen, tags, configs, *m);
 }
 
 void FreqClientManager::updateConfigMap(int tagLen, const int* tags, const int* configs,
@@ -325,8 +306,8 @@ void FreqClientManager::dumpFreqList(android::String8& out) {
 }
 
 void FreqClientManager::printFreqList(std::map<int, int>& configMap, android::String8& out) {
-    for (const DumpLabel& entry : kDumpLabels) {
-        out.appendFormat("tag=%s value=%d\n", entry.label, loadRelaxed(configMap[entry.tag]));
+    for (const LimitTag& limit : kLimitTags) {
+        out.appendFormat("tag=%s value=%d\n", limit.label, loadRelaxed(configMap[limit.tag]));
     }
 }
 

@@ -80,6 +80,9 @@ private:
     // A request's arrays must hold tagLen readable entries; logs when they do not.
     static bool checkArrays(int tagLen, const int* tags, const int* configs);
     PerfBackend* perf() const;
+    // The map of client 1, 2 or 3; null, with "invalid clientId is %d", for any
+    // other id.
+    std::map<int, int>* clientConfigMap(int clientId);
     // The client path of doPerfSetConfig, under the lock.
     int doClientConfigLocked(int clientId, int tagLen, const int* tags, const int* configs);
 

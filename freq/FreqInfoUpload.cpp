@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
 #include "platform/DeviceApi.h"
 #include "server/BriskLog.h"
@@ -71,8 +72,7 @@ void FreqInfoUpload::updateOriginFreqData(int clientId, int tagLen, const int* t
         return;
     }
     for (int i = 0; i < tagLen; ++i) {
-        if (tags[i] == BRISK_TAG_LITTLE_CPU_MAX || tags[i] == BRISK_TAG_BIG_CPU_MAX ||
-            tags[i] == BRISK_TAG_GPU_MAX) {
+        if (Vocabulary::isFreqCeilingTag(tags[i])) {
             saveTags(*client, tags[i], configs[i]);
         }
     }

@@ -157,19 +157,13 @@ int SchedLevelManager::updateCurrentSchedlevel() {
     int tags[SCHED_MAX_GROUP_NUM];
     int levels[SCHED_MAX_GROUP_NUM];
     updateCurrentMapLocked(&count, tags, levels);
-    int result = callSchedLevelAction(count, tags, levels);
+    // Fetched at each use: a missing platform or back-end is a failed call.
+    PerfBackend* perf = mPlat == nullptr ? nullptr : mPlat->mPerf;
+    int result = perf == nullptr ? -1 : perf->doSchedLevelAction(count, tags, levels);
     if (result != 0) {
         BRISK_LOGD("doSchedLevelAction failed!");
     }
     return result;
-}
-
-int SchedLevelManager::callSchedLevelAction(int count, const int* tags, const int* levels) {
-    // Fetched at each use: a missing platform or back-end is a failed call.
-    if (mPlat == nullptr || mPlat->mPerf == nullptr) {
-        return -1;
-    }
-    return mPlat->mPerf->doSchedLevelAction(count, tags, levels);
 }
 
 void SchedLevelManager::dumpEasGroupList(android::String8& out) {

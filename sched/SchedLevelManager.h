@@ -43,8 +43,10 @@ public:
     // The same levels per group, for a status view; reads as the dump does.
     void readStatus(ServiceStatus* out);
 
-    // Recomputes and pushes the current levels without rolling anything back. It
-    // takes no lock: the caller must keep every other request out meanwhile.
+    // Recomputes and pushes the current levels; on failure logs
+    // "doSchedLevelAction failed!" once and rolls nothing back, which the event and
+    // client paths do themselves before their second line. It takes no lock: the
+    // caller holds mMutex.
     int updateCurrentSchedlevel();
 
     // Position of `level` on the ladder, or -1.
@@ -72,9 +74,6 @@ public:
     int printEasGroupList(std::map<int, int>& m, android::String8& out);
 
 private:
-    // The back-end's doSchedLevelAction, -1 when there is no platform or back-end.
-    int callSchedLevelAction(int count, const int* tags, const int* levels);
-
     BriskPlat* mPlat;
     std::map<int, int> mDefaultMap;
     std::map<int, int> mCurrentMap;

@@ -122,15 +122,12 @@ int SchedLevelManager::doPerfSetSchedLevel(int clientId, int tagLen, const int* 
     }
 
     // Pushed after every accepted request, also one that changed nothing.
-    int count = 0;
-    int tagArray[SCHED_MAX_GROUP_NUM];
-    int levelArray[SCHED_MAX_GROUP_NUM];
-    updateCurrentMapLocked(&count, tagArray, levelArray);
-    int result = callSchedLevelAction(count, tagArray, levelArray);
+    int result = updateCurrentSchedlevel();
     if (result != 0) {
-        BRISK_LOGD("doSchedLevelAction failed!");
         clientCopy.restore(*clientMap);
         currentCopy.restore(mCurrentMap);
+        // The failure's second line, deliberately (updateCurrentSchedlevel wrote
+        // the first).
         BRISK_LOGD("doSchedLevelAction failed!");
     }
     return result;

@@ -44,21 +44,15 @@ int SchedLevelManager::doEventSchedLevel(const Action* action) {
         const LevelSnapshot mossCopy = LevelSnapshot::take(mMossMap);
         const LevelSnapshot currentCopy = LevelSnapshot::take(mCurrentMap);
         const LevelSnapshot eventCopy = LevelSnapshot::take(mMossEventMap);
-        result = 0;
-        if (updateSchedLevelMapIfNeeded(action)) {
-            int count = 0;
-            int tags[SCHED_MAX_GROUP_NUM];
-            int levels[SCHED_MAX_GROUP_NUM];
-            updateCurrentMapLocked(&count, tags, levels);
-            result = callSchedLevelAction(count, tags, levels);
-        }
+        result = updateSchedLevelMapIfNeeded(action) ? updateCurrentSchedlevel() : 0;
         if (result != 0) {
             // The saved MOSS base is kept on purpose: it belongs to the first
             // command-4114 event, whether or not the platform took it.
-            BRISK_LOGD("doSchedLevelAction failed!");
             mossCopy.restore(mMossMap);
             currentCopy.restore(mCurrentMap);
             eventCopy.restore(mMossEventMap);
+            // The failure's second line, deliberately (updateCurrentSchedlevel wrote
+            // the first).
             BRISK_LOGD("doSchedLevelAction failed!");
         }
     }

@@ -48,9 +48,6 @@ void BriskServer::deleteObject() {
 }
 
 Action* BriskServer::deleteActionPtr(Action* head) {
-    if (head == nullptr) {
-        return head;
-    }
     deleteRecordChain(head);
     return nullptr;
 }

@@ -19,9 +19,10 @@ class ProbeHandler;
 
 // The one object a host holds: wires the platform, the two managers, the parser
 // and the probe handler in init(), then routes events, client requests and dumps.
-// Its code spans three files by job: BriskServer.cpp (lifecycle, event dispatch,
-// client entry points), BriskServerScenes.cpp (scene priorities and arbitration)
-// and BriskServerDump.cpp (the diagnostic dump).
+// Its code spans four files by job: BriskServer.cpp (lifecycle, event dispatch,
+// client entry points), BriskServerScenes.cpp (scene priorities and arbitration),
+// BriskServerDump.cpp (the diagnostic dump) and BriskServerStatus.cpp (the status
+// view).
 class BriskServer {
 public:
     // Entry-point results.

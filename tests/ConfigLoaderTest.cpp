@@ -1,14 +1,11 @@
 // The configuration file, from disk to the Action chains that BriskParser hands out.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <memory>
 
 #include "config/BriskLoadXml.h"
 #include "config/BriskParser.h"
 #include "platform/BriskPlat.h"
-#include "platform/sim/CfgFileResolver.h"
-#include "platform/sim/SimDevice.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TempConfig.h"
 
@@ -23,10 +20,6 @@ std::unique_ptr<BriskParser> loadParser() {
 
 class ConfigLoaderTest : public ::testing::Test {
 protected:
-    void SetUp() override {
-        SimDevice::instance().reset();
-        CfgFileResolver::reset();
-    }
     LogCapture log;
 };
 
@@ -113,55 +106,18 @@ TEST_F(ConfigLoaderTest, IdsAreCheckedAndTheFirstDefinitionWins) {
     EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "doParse failed, nullptr!"));
 }
 
+// tinyxml2 compares each new attribute of an element with all the earlier ones
+// (100,000 attributes on one element take minutes to parse, a million never
+// end), so such files are refused before they are parsed.
 TEST_F(ConfigLoaderTest, BrokenFilesFailWithTheirCodes) {
     BriskParser empty(nullptr);
     Action out;
     EXPECT_EQ(empty.doParse(1, &out), 2);
 
-    struct Case {
-        const char* content;
-        int code;
-    };
-    const Case cases[] = {
-        {"", 2},
-        {"<policy><c id=\"1\"><s>", 2},
-        {"\x01\x02\xff\xfe binary", 2},
-        {"<other><c id=\"1\"/></other>", 3},
-        {"<policy/>", 3},
-        {"<policy>text only</policy>", 3},
-    };
-    for (const Case& c : cases) {
-        TempConfig cfg = TempConfig::withContent(c.content);
-        std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
-        std::map<int, RawXmlData*> raw;
-        EXPECT_EQ(loader->innerLoad(cfg.path().c_str(), &raw), c.code) << c.content;
-        BriskLoadXml::freeRawXmlMap(raw);
-        log.clear();
-        EXPECT_EQ(loader->loadXmlMap(), nullptr);
-        EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
-                            "get brisk_config_cust.xml failed!,ret:" + std::to_string(c.code)));
-    }
-}
-
-TEST_F(ConfigLoaderTest, DeeplyNestedAndMissingFilesDoNotCrash) {
-    std::string deep;
+    std::string deep = "<policy><c id=\"1\"><s>";
     for (int i = 0; i < 5000; ++i) {
         deep += "<a>";
     }
-    TempConfig cfg =
-        TempConfig::withContent("<policy><c id=\"1\"><s>" + deep + "</s></c></policy>");
-    std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
-    EXPECT_EQ(loader->loadXmlMap(), nullptr);
-
-    CfgFileResolver::setFile("/nonexistent/brisk.xml");
-    EXPECT_EQ(loader->loadXmlMap(), nullptr);
-    EXPECT_TRUE(
-        log.has(ANDROID_LOG_ERROR, "brisk_config_cust.xml is not exit or file is invalid!"));
-}
-
-// tinyxml2 compares each new attribute of an element with all the earlier ones:
-// 100,000 attributes on one element take minutes to parse, a million never end.
-TEST_F(ConfigLoaderTest, ElementsWithTooManyAttributesAreRefusedBeforeParsing) {
     auto attributes = [](size_t count) {
         std::string text;
         for (size_t i = 0; i < count; ++i) {
@@ -176,22 +132,27 @@ TEST_F(ConfigLoaderTest, ElementsWithTooManyAttributesAreRefusedBeforeParsing) {
                                  "><s><x>\"'\"'</x><![CDATA[\"\"]]></s></c>\n<d v=\"<>\" />";
     struct Case {
         std::string content;
-        int refusedLine;  // 0: accepted
+        int code;
+        int refusedLine = 0;  // of an element with too many attributes
     };
     const Case cases[] = {
+        {"", 2},
+        {deep, 2},
+        {"<policy><c id=\"1\"><s>", 2},
+        {"\x01\x02\xff\xfe binary", 2},
+        {"<other><c id=\"1\"/></other>", 3},
+        {"<policy/>", 3},
+        {"<policy>text only</policy>", 3},
         {ordinary + "</policy>", 0},
-        {ordinary + "\n\n<e" + attributes(limit + 1) + "/></policy>", 6},
-        {"<policy><c id=\"1\"" + attributes(100000) + "/></policy>", 1},
+        {ordinary + "\n\n<e" + attributes(limit + 1) + "/></policy>", 2, 6},
+        {"<policy><c id=\"1\"" + attributes(100000) + "/></policy>", 2, 1},
     };
     for (const Case& c : cases) {
         TempConfig cfg = TempConfig::withContent(c.content);
         std::unique_ptr<BriskLoadXml> loader(createBriskLoadXml());
         std::map<int, RawXmlData*> raw;
         log.clear();
-        auto begin = std::chrono::steady_clock::now();
-        EXPECT_EQ(loader->innerLoad(cfg.path().c_str(), &raw), c.refusedLine == 0 ? 0 : 2);
-        // A generous bound: the refusal is a linear scan, the parse it saves is not.
-        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+        EXPECT_EQ(loader->innerLoad(cfg.path().c_str(), &raw), c.code) << c.content.substr(0, 80);
         BriskLoadXml::freeRawXmlMap(raw);
         if (c.refusedLine != 0) {
             EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
@@ -199,26 +160,12 @@ TEST_F(ConfigLoaderTest, ElementsWithTooManyAttributesAreRefusedBeforeParsing) {
                                     std::to_string(c.refusedLine) + " has more than 64 attributes"))
                 << "line " << c.refusedLine;
         }
+        if (c.code != 0) {
+            EXPECT_EQ(loader->loadXmlMap(), nullptr);
+            EXPECT_TRUE(log.has(ANDROID_LOG_ERROR,
+                                "get brisk_config_cust.xml failed!,ret:" + std::to_string(c.code)));
+        }
     }
-}
-
-TEST_F(ConfigLoaderTest, CreateParserInstallsTheParserOrReportsWhy) {
-    TempConfig cfg = TempConfig::withCommands("<c id=\"9\"><s><duration>3</duration></s></c>");
-    std::unique_ptr<BriskPlat> plat(getPlat());
-    ASSERT_EQ(plat->createParser(), 0);
-    Action out;
-    EXPECT_EQ(plat->mParser->doParse(9, &out), 0);
-    EXPECT_EQ(out.duration, 3);
-
-    std::unique_ptr<BriskPlat> second(getPlat());
-    SimDevice::instance().failLoaderCreation();
-    EXPECT_EQ(second->createParser(), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "server get loader failed!"));
-
-    CfgFileResolver::setFile("/nonexistent");
-    EXPECT_EQ(second->createParser(), -1);
-    EXPECT_TRUE(log.has(ANDROID_LOG_ERROR, "load xml map failed!"));
-    EXPECT_EQ(second->mParser, nullptr);
 }
 
 }  // namespace

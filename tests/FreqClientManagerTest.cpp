@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <utils/String8.h>
 
-#include <atomic>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -15,7 +13,7 @@
 #include "platform/BriskPlat.h"
 #include "platform/sim/JankLogSink.h"
 #include "platform/sim/SimDevice.h"
-#include "tests/support/LogCapture.h"
+#include "tests/support/ServerHarness.h"
 
 namespace {
 
@@ -66,13 +64,8 @@ protected:
     void TearDown() override { JankLogSink::reset(); }
 
     int request(int id, const Pairs& pairs, int onOff = kOn) {
-        std::vector<int> tags, values;
-        for (const auto& p : pairs) {
-            tags.push_back(p.first);
-            values.push_back(p.second);
-        }
-        return manager->doPerfSetConfig(id, static_cast<int>(tags.size()), tags.data(),
-                                        values.data(), &onOff);
+        TagValues r(pairs);
+        return manager->doPerfSetConfig(id, r.size(), r.tags.data(), r.values.data(), &onOff);
     }
     void run(const std::vector<Step>& steps) {
         for (size_t i = 0; i < steps.size(); ++i) {
@@ -85,14 +78,10 @@ protected:
     }
     // The one setConfig since the last look, as "tag:value ...".
     std::string takeWrite() {
-        std::vector<std::string> writes;
-        for (const SimCall& call : SimDevice::instance().record()) {
-            if (call.op == SimCall::Op::SetConfig) {
-                writes.push_back(call.toString().erase(0, 10));  // "setConfig 2:1 5:3"
-            }
-        }
+        std::vector<std::string> writes = recordLines(SimCall::Op::SetConfig);
         SimDevice::instance().clearRecord();
-        return writes.size() == 1 ? writes[0] : std::to_string(writes.size()) + " writes";
+        return writes.size() == 1 ? writes[0].erase(0, 10)  // "setConfig 2:1 5:3"
+                                  : std::to_string(writes.size()) + " writes";
     }
     std::string dump() {
         android::String8 out;
@@ -308,26 +297,6 @@ TEST_F(FreqClientManagerTest, ReportingIsSwitchedOnOnceAndReadsTheHardwareMaxima
            "request, the field the value written under the event";
     EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::GetConfig), 2)
         << "the maxima are read until a read succeeds, then never again";
-}
-
-TEST_F(FreqClientManagerTest, ConcurrentClientsAndEventsAreSerialised) {
-    std::atomic<int> failures{0};
-    std::vector<std::thread> threads;
-    for (int id : {kEventA, kDusk, kFern, kMoss}) {
-        threads.emplace_back([this, id, &failures] {
-            for (int i = 0; i < 200; ++i) {
-                failures += id == kEventA ? request(id, {{2, 500000 + i}, {1, 100}}, -(i % 2))
-                                          : request(id, {{2, 1000000 * id + i}, {17, i}});
-            }
-        });
-    }
-    for (std::thread& t : threads) {
-        t.join();
-    }
-    EXPECT_EQ(failures, 0);
-    EXPECT_EQ(SimDevice::instance().callCount(SimCall::Op::SetConfig), 800);
-    SimDevice::instance().clearRecord();
-    run({{kDusk, {{2, 0}}, "2:2000199", "last event off; FERN holds the lowest"}});
 }
 
 }  // namespace

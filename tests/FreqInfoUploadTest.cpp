@@ -12,7 +12,7 @@
 
 #include "freq/FreqInfoUpload.h"
 #include "platform/sim/JankLogSink.h"
-#include "tests/support/LogCapture.h"
+#include "tests/support/ServerHarness.h"
 
 namespace {
 
@@ -24,18 +24,6 @@ const char* const kNoReport = "0 reports";
 const std::string kStamp = "#ARG1:<20261115085603,";
 
 using Pairs = std::vector<std::pair<int, int>>;
-
-// A request's pairs as the two arrays that the interfaces take.
-struct Arrays {
-    explicit Arrays(const Pairs& pairs) {
-        for (const auto& p : pairs) {
-            tags.push_back(p.first);
-            values.push_back(p.second);
-        }
-    }
-    int size() const { return static_cast<int>(tags.size()); }
-    std::vector<int> tags, values;
-};
 
 class FreqInfoUploadTest : public ::testing::Test {
 protected:
@@ -57,7 +45,7 @@ protected:
     // A client request as the manager hands it on: the raw values, then the values
     // written (the raw ones when none are given).
     void request(int client, const Pairs& raw, const Pairs& written = {}) {
-        Arrays r(raw), w(written.empty() ? raw : written);
+        TagValues r(raw), w(written.empty() ? raw : written);
         upload.updateOriginFreqData(client, r.size(), r.tags.data(), r.values.data());
         upload.updateFinalFreqData(client, w.size(), w.tags.data(), w.values.data());
     }

@@ -9,7 +9,7 @@
 #include "platform/BriskPlat.h"
 #include "platform/sim/SimDevice.h"
 #include "sched/SchedLevelManager.h"
-#include "tests/support/LogCapture.h"
+#include "tests/support/ServerHarness.h"
 
 namespace {
 
@@ -68,15 +68,7 @@ protected:
         return mgr->doPerfSetSchedLevel(clientId, static_cast<int>(tags.size()), tags.data(),
                                         configs.data());
     }
-    std::vector<std::string> calls() {
-        std::vector<std::string> out;
-        for (const SimCall& call : SimDevice::instance().record()) {
-            if (call.op == SimCall::Op::DoSchedLevelAction) {
-                out.push_back(call.toString());
-            }
-        }
-        return out;
-    }
+    std::vector<std::string> calls() { return recordLines(SimCall::Op::DoSchedLevelAction); }
     std::string lastCall() { return calls().empty() ? "(none)" : calls().back(); }
     std::string dump() {
         android::String8 out;
@@ -97,16 +89,14 @@ protected:
     std::unique_ptr<SchedLevelManager> mgr;
 };
 
-TEST_F(SchedLevelManagerTest, FreshManagerShowsFiveBlocksOfEightGroupsAtZero) {
-    std::string expected;
-    for (const char* header : kHeaders) {
-        expected += block(header, eas(0));
-    }
-    EXPECT_EQ(dump(), expected) << "labels 18 wide, tag 57 printed before tag 56, no hmp line";
-    EXPECT_TRUE(calls().empty()) << "construction sends nothing to the platform";
-}
-
 TEST_F(SchedLevelManagerTest, DefaultsAreStoredUnclampedAndChooseHmpOrEas) {
+    std::string fresh;
+    for (const char* header : kHeaders) {
+        fresh += block(header, eas(0));
+    }
+    EXPECT_EQ(dump(), fresh) << "labels 18 wide, tag 57 printed before tag 56, no hmp line";
+    EXPECT_TRUE(calls().empty()) << "construction sends nothing to the platform";
+
     ASSERT_EQ(event(5376, {51, 10, 52, 20, 53, 100, 54, -10, 55, 0, 56, 5, 57, 7, 58, -20}), 0);
     EXPECT_TRUE(calls().empty()) << "storing the defaults makes no platform call";
     const auto defaults =

@@ -77,7 +77,6 @@ TEST_F(ServerStressTest, ConcurrentHostsLeaveAConsistentService) {
         // A status view in the middle of it all reads every part.
         ServiceStatus status;
         server.readStatus(&status);
-        EXPECT_EQ(status.clients.size(), 3u);
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     for (std::thread& host : hosts) {
@@ -104,13 +103,6 @@ TEST_F(ServerStressTest, ConcurrentHostsLeaveAConsistentService) {
         EXPECT_EQ(client.limits[0].value, 1500000 + client.clientId);
     }
 
-    std::string freq = dumpText(server, {"--freqlist"});
-    for (int client = 1; client <= 3; ++client) {
-        EXPECT_NE(freq.find("little cpu max,        value=" + std::to_string(1500000 + client)),
-                  std::string::npos)
-            << "client " << client << " keeps its last ceiling:\n"
-            << freq;
-    }
     SimDevice::instance().clearRecord();
     int tags[1] = {2};
     int values[1] = {0};

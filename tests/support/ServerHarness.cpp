@@ -32,22 +32,31 @@ std::string fullTestConfig() {
 )";
 }
 
-std::vector<std::string> recordLines() {
+namespace {
+std::vector<std::string> linesOf(bool anyOp, SimCall::Op op) {
     std::vector<std::string> lines;
     for (const SimCall& call : SimDevice::instance().record()) {
-        lines.push_back(call.toString());
-    }
-    return lines;
-}
-
-std::vector<std::string> recordLines(SimCall::Op op) {
-    std::vector<std::string> lines;
-    for (const SimCall& call : SimDevice::instance().record()) {
-        if (call.op == op) {
+        if (anyOp || call.op == op) {
             lines.push_back(call.toString());
         }
     }
     return lines;
+}
+}  // namespace
+
+std::vector<std::string> recordLines() {
+    return linesOf(true, SimCall::Op::Initialize);
+}
+
+std::vector<std::string> recordLines(SimCall::Op op) {
+    return linesOf(false, op);
+}
+
+TagValues::TagValues(const std::vector<std::pair<int, int>>& pairs) {
+    for (const auto& pair : pairs) {
+        tags.push_back(pair.first);
+        values.push_back(pair.second);
+    }
 }
 
 std::string dumpText(BriskServer& server, const std::vector<std::string>& args) {

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/sim/SimCall.h"
@@ -30,6 +31,14 @@ std::string fullTestConfig();
 // The device record as lines ("doAction cmd=100 ..."), optionally of one operation.
 std::vector<std::string> recordLines();
 std::vector<std::string> recordLines(SimCall::Op op);
+
+// Tag/value pairs as the two parallel arrays that the entry points take.
+struct TagValues {
+    explicit TagValues(const std::vector<std::pair<int, int>>& pairs);
+    int size() const { return static_cast<int>(tags.size()); }
+    std::vector<int> tags;
+    std::vector<int> values;
+};
 
 // What dumpBriskServerInfo writes for `args`, read back through a pipe.
 std::string dumpText(BriskServer& server, const std::vector<std::string>& args);

@@ -27,16 +27,7 @@ TempConfig::TempConfig(const std::string& content) {
     CfgFileResolver::setFile(mPath);
 }
 
-TempConfig::TempConfig(TempConfig&& other) noexcept
-    : mDir(std::move(other.mDir)), mPath(std::move(other.mPath)) {
-    other.mDir.clear();
-    other.mPath.clear();
-}
-
 TempConfig::~TempConfig() {
-    if (mDir.empty()) {
-        return;
-    }
     unlink(mPath.c_str());
     rmdir(mDir.c_str());
     CfgFileResolver::reset();

@@ -11,7 +11,7 @@ public:
     // The whole file as given (for broken files).
     static TempConfig withContent(const std::string& content);
 
-    TempConfig(TempConfig&& other) noexcept;
+    // Returned and kept by value only (C++17 elides the copy), never copied.
     ~TempConfig();
     TempConfig(const TempConfig&) = delete;
     TempConfig& operator=(const TempConfig&) = delete;
