@@ -85,8 +85,11 @@ bool DescriptionReader::readHmp(const tinyxml2::XMLElement* element) {
     if (mOut->hmpGiven) {
         return fail(element, "the hmp groups are described twice");
     }
-    if (!onlyAttributes(element, kHmpAttributes) || groups == nullptr) {
-        return groups != nullptr || fail(element, "<hmp> needs a \"groups\" attribute");
+    if (!onlyAttributes(element, kHmpAttributes)) {
+        return false;
+    }
+    if (groups == nullptr) {
+        return fail(element, "<hmp> needs a \"groups\" attribute");
     }
     mOut->hmpGiven = true;
     for (std::string_view word : KernelText::words(groups)) {
