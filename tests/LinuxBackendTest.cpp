@@ -275,16 +275,19 @@ TEST_F(LinuxBackendTest, DeletingPutsOriginalsBackNewestFirstExceptWhatAnotherWr
     auto backend = start();
     EXPECT_EQ(set(*backend, {{BRISK_TAG_LITTLE_CPU_MAX, 1000000},
                              {BRISK_TAG_BIG_CPU_MAX, 2000000},
-                             {BRISK_TAG_GPU_MAX, 400000}}),
+                             {BRISK_TAG_IPA_CONTROL_TEMP, 70000}}),
               0);
     EXPECT_EQ(mTree.read("/../state/journal").empty(), false);
-    mTree.write(gpu("max"), "700000000");  // someone else
+    mTree.write(trip(1), "72000");  // someone else
+    // A frequency bound reads back the limit in force (here lowered by another
+    // QoS request), which tells nothing of another writer: it is put back.
+    mTree.write(cpu(4, "max"), "1900000");
     mOps->resetCounts();
     backend.reset();
     EXPECT_EQ(writes(),
               (std::vector<std::string>{cpu(4, "max") + "=2400000", cpu(0, "max") + "=1800000"}));
-    EXPECT_EQ(mTree.read(gpu("max")), "700000000");
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "max_freq: changed by another writer"), 1);
+    EXPECT_EQ(mTree.read(trip(1)), "72000");
+    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "trip_point_1_temp: changed by another writer"), 1);
     EXPECT_EQ(mTree.read("/../state/journal"), "");  // removed
 
     // keep-on-exit: the values stay.
