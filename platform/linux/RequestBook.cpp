@@ -59,9 +59,8 @@ void RequestBook::forgetIfIdle(HolderKey key, const Request& request) {
 
 void RequestBook::holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
                            const char* reserved, std::vector<KernelNode*>* held) {
-    const size_t at = static_cast<size_t>(pair) * 2;  // the pair's place in both vectors
-    const int tag = step.tagValues[at];
-    const int value = step.tagValues[at + 1];
+    const int tag = step.pairTag(pair);
+    const int value = step.pairValue(pair);
     char number[KernelText::kIntTextSize];
     std::string_view text;
     switch (NodeTable::kindOf(tag)) {
@@ -88,17 +87,17 @@ void RequestBook::holdPair(HolderKey key, const Action& step, int pair, uint64_t
             if (pair >= step.keyPairCount()) {
                 return;
             }
-            const std::string& name = step.keyValues[at];
-            bool known = false;
-            KernelNode* node = mTable.item(name, &known);
+            const std::string& name = step.pairKey(pair);
             if (reserved != nullptr && name == reserved) {
                 return;
             }
+            bool known = false;
+            KernelNode* node = mTable.item(name, &known);
             if (node == nullptr) {
                 mNotes.absent(tag, &name);
                 return;
             }
-            mArbiter.hold(node, key, 0, step.keyValues[at + 1], seq);
+            mArbiter.hold(node, key, 0, step.pairText(pair), seq);
             held->push_back(node);
             return;
         }
