@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "config/Vocabulary.h"
 #include "platform/linux/KernelText.h"
 
 int RequestBook::begin(HolderKey key, const Action& step, uint64_t seq, const char* reserved,
@@ -13,8 +14,15 @@ int RequestBook::begin(HolderKey key, const Action& step, uint64_t seq, const ch
         mArbiter.release(node, key);
     }
     request.nodes.clear();
+    // An untimed on/off step reaches the back-end twice: its other pairs through
+    // the frequency manager (setConfig, combined there with the other events and
+    // the clients), the whole step through doAction for its platform items. Only
+    // those are its own request; holding the rest too would bypass the manager.
+    const bool itemsOnly = Vocabulary::isOnOffCmdId(key.cmdId) && step.duration <= 0;
     for (int i = 0; i < step.tagPairCount(); ++i) {
-        holdPair(key, step, i, seq, reserved, &request.nodes);
+        if (!itemsOnly || NodeTable::kindOf(step.pairTag(i)) == TagKind::Item) {
+            holdPair(key, step, i, seq, reserved, &request.nodes);
+        }
     }
     int r = mArbiter.commit();
     if (r != 0) {
