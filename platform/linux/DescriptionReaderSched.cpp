@@ -9,6 +9,7 @@
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/KernelReader.h"
 #include "platform/linux/KernelText.h"
+#include "platform/linux/ThreadOps.h"
 #include "sched/SchedTags.h"
 
 namespace {
@@ -21,7 +22,6 @@ const char* const kBoostAttributes[] = {"uclamp-min", "fallback", "nice-step", n
 constexpr long long kMaxRungLevel = 1000;
 constexpr long long kMaxWeight = 10000;
 constexpr long long kMaxNiceStep = 39;
-constexpr long long kMaxUclamp = 1024;
 }  // namespace
 
 bool DescriptionReader::readCgroup(const tinyxml2::XMLElement* element) {
@@ -167,7 +167,7 @@ bool DescriptionReader::readBoost(const tinyxml2::XMLElement* element) {
         return fail(element, "the thread boost is described twice");
     }
     if (!onlyAttributes(element, kBoostAttributes) ||
-        !readNumber(element, "uclamp-min", 0, kMaxUclamp, &minimum) ||
+        !readNumber(element, "uclamp-min", 0, ThreadOps::kMaxClamp, &minimum) ||
         !readNumber(element, "nice-step", 1, kMaxNiceStep, &step)) {
         return false;
     }

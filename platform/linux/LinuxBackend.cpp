@@ -180,12 +180,13 @@ unsigned LinuxBackend::boostMinimum(const Action& step) {
             continue;
         }
         if (Vocabulary::parseInt(step.pairText(i), &minimum) && minimum >= 0 &&
-            static_cast<unsigned>(minimum) <= ThreadBooster::kMaxClamp) {
+            static_cast<unsigned>(minimum) <= ThreadOps::kMaxClamp) {
             return static_cast<unsigned>(minimum);
         }
         mNotes.warnOnce(std::string(kBoostMinimumItem),
                         std::string("the probe step's ") + kBoostMinimumItem + " \"" +
-                            step.pairText(i) + "\" is not 0..1024: the description's " +
+                            step.pairText(i) + "\" is not 0.." +
+                            std::to_string(ThreadOps::kMaxClamp) + ": the description's " +
                             std::to_string(mDescription.boost.uclampMin) + " is used");
     }
     return mDescription.boost.uclampMin;
