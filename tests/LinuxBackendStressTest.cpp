@@ -82,8 +82,8 @@ TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
     std::vector<std::thread> threads;
     threads.emplace_back(watcher);
     threads.emplace_back(scheduler);
-    threads.emplace_back(host, 12300, 1000000);
-    threads.emplace_back(host, 12301, 1200000);
+    threads.emplace_back(host, 4120, 1000000);
+    threads.emplace_back(host, 4121, 1200000);
     threads.emplace_back(client);
     threads.emplace_back(prober);
     for (std::thread& thread : threads) {

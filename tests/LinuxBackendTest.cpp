@@ -91,12 +91,19 @@ TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOri
     EXPECT_EQ(end(*backend, scene), 0);
     EXPECT_EQ(mTree.read(kTouch), "idle");
     EXPECT_EQ(mTree.read("/sys/module/touch/mode"), "0");
+    // An untimed on/off step's other pairs are the frequency manager's (setConfig):
+    // its doAction holds the platform items alone.
+    EXPECT_EQ(begin(*backend,
+                    step(12300, 0, {{BRISK_TAG_BIG_CPU_MAX, 1000000}}, {{"touch_boost", "on"}})),
+              0);
+    EXPECT_EQ(mTree.read(kTouch), "on");
+    EXPECT_EQ(mTree.read(cpu(4, "max")), "2000000");
 }
 
 TEST_F(LinuxBackendTest, EveryHolderIsKeptAndTheTightestOrTheLatestIsInForce) {
     auto backend = start();
-    Action capA = step(12300, 0, {{BRISK_TAG_BIG_CPU_MAX, 1200000}});
-    Action floorB = step(12301, 0, {{BRISK_TAG_BIG_CPU_MIN, 1400000}});
+    Action capA = step(4120, 0, {{BRISK_TAG_BIG_CPU_MAX, 1200000}});
+    Action floorB = step(4121, 0, {{BRISK_TAG_BIG_CPU_MIN, 1400000}});
     EXPECT_EQ(set(*backend, {{BRISK_TAG_BIG_CPU_MAX, 1500000}}), 0);
     EXPECT_EQ(begin(*backend, capA), 0);
     EXPECT_EQ(mTree.read(cpu(4, "max")), "1200000");  // the lowest ceiling
@@ -111,7 +118,7 @@ TEST_F(LinuxBackendTest, EveryHolderIsKeptAndTheTightestOrTheLatestIsInForce) {
     EXPECT_EQ(mTree.read(cpu(4, "min")), "300000");
 
     // Thermal nodes: the most recently begun request wins.
-    Action cool = step(12302, 0, {{BRISK_TAG_IPA_CONTROL_TEMP, 70000}});
+    Action cool = step(4122, 0, {{BRISK_TAG_IPA_CONTROL_TEMP, 70000}});
     EXPECT_EQ(set(*backend, {{BRISK_TAG_IPA_CONTROL_TEMP, 72000}}), 0);
     EXPECT_EQ(begin(*backend, cool), 0);
     EXPECT_EQ(mTree.read(trip(1)), "70000");
@@ -168,7 +175,7 @@ TEST_F(LinuxBackendTest, UnchangedTextsAreNotWrittenAgainAndAFailedWriteIsForgot
     EXPECT_EQ(set(*backend, {{BRISK_TAG_BIG_CPU_MAX, 2000000}}), 0);
     long calls = mOps->calls();
     EXPECT_EQ(set(*backend, {{BRISK_TAG_BIG_CPU_MAX, 2000000}}), 0);
-    Action same = step(12300, 0, {{BRISK_TAG_BIG_CPU_MAX, 2200000}});  // looser: nothing changes
+    Action same = step(4120, 0, {{BRISK_TAG_BIG_CPU_MAX, 2200000}});  // looser: nothing changes
     EXPECT_EQ(begin(*backend, same), 0);
     EXPECT_EQ(mOps->calls(), calls);  // not one system call
 
@@ -180,7 +187,7 @@ TEST_F(LinuxBackendTest, UnchangedTextsAreNotWrittenAgainAndAFailedWriteIsForgot
     // written again the next time it is wanted.
     mOps->fail("policy4/scaling_max_freq", Op::Write, EIO, 1);
     EXPECT_EQ(set(*backend, {{BRISK_TAG_BIG_CPU_MAX, 1900000}}), -EIO);
-    EXPECT_EQ(begin(*backend, step(12301, 0, {{BRISK_TAG_BIG_CPU_MAX, 2000000}})), 0);
+    EXPECT_EQ(begin(*backend, step(4121, 0, {{BRISK_TAG_BIG_CPU_MAX, 2000000}})), 0);
     EXPECT_EQ(mOps->writes("policy4/scaling_max_freq"), 3);
     EXPECT_EQ(mTree.read(cpu(4, "max")), "2000000");
 }
@@ -219,11 +226,11 @@ TEST_F(LinuxBackendTest, AHardFailureUndoesTheCallAndIsLoggedOncePerFileAndErrno
         mOps->clearFaults();
     }
     // A failed step leaves the command's earlier request in force.
-    Action game = step(12300, 0, {{BRISK_TAG_LITTLE_CPU_MAX, 1400000}});
+    Action game = step(4120, 0, {{BRISK_TAG_LITTLE_CPU_MAX, 1400000}});
     EXPECT_EQ(begin(*backend, game), 0);
     mOps->fail("policy4/scaling_min_freq", Op::Open, EACCES);
     Action more =
-        step(12300, 0, {{BRISK_TAG_LITTLE_CPU_MAX, 1100000}, {BRISK_TAG_BIG_CPU_MIN, 900000}});
+        step(4120, 0, {{BRISK_TAG_LITTLE_CPU_MAX, 1100000}, {BRISK_TAG_BIG_CPU_MIN, 900000}});
     EXPECT_EQ(begin(*backend, more), -EACCES);
     EXPECT_EQ(mTree.read(cpu(0, "max")), "1400000");
     mOps->clearFaults();
@@ -253,7 +260,7 @@ TEST_F(LinuxBackendTest, AnAbsentCapabilityWarnsOnceUnlessTheDescriptionIsStrict
     mTree.chmod(trip(0), 0444);  // read-only trip: no switch-on temperature here
     auto backend = start("<backend/>");
     Action step1 =
-        step(12300, 0, {{BRISK_TAG_IPA_ON_TEMP, 60000}, {BRISK_TAG_LITTLE_CPU_MAX, 1000000}},
+        step(4120, 0, {{BRISK_TAG_IPA_ON_TEMP, 60000}, {BRISK_TAG_LITTLE_CPU_MAX, 1000000}},
              {{"no_such_item", "1"}});
     EXPECT_EQ(begin(*backend, step1), 0);
     EXPECT_EQ(begin(*backend, step1), 0);
@@ -275,16 +282,19 @@ TEST_F(LinuxBackendTest, DeletingPutsOriginalsBackNewestFirstExceptWhatAnotherWr
     auto backend = start();
     EXPECT_EQ(set(*backend, {{BRISK_TAG_LITTLE_CPU_MAX, 1000000},
                              {BRISK_TAG_BIG_CPU_MAX, 2000000},
-                             {BRISK_TAG_GPU_MAX, 400000}}),
+                             {BRISK_TAG_IPA_CONTROL_TEMP, 70000}}),
               0);
     EXPECT_EQ(mTree.read("/../state/journal").empty(), false);
-    mTree.write(gpu("max"), "700000000");  // someone else
+    mTree.write(trip(1), "72000");  // someone else
+    // A frequency bound reads back the limit in force (here lowered by another
+    // QoS request), which tells nothing of another writer: it is put back.
+    mTree.write(cpu(4, "max"), "1900000");
     mOps->resetCounts();
     backend.reset();
     EXPECT_EQ(writes(),
               (std::vector<std::string>{cpu(4, "max") + "=2400000", cpu(0, "max") + "=1800000"}));
-    EXPECT_EQ(mTree.read(gpu("max")), "700000000");
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "max_freq: changed by another writer"), 1);
+    EXPECT_EQ(mTree.read(trip(1)), "72000");
+    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "trip_point_1_temp: changed by another writer"), 1);
     EXPECT_EQ(mTree.read("/../state/journal"), "");  // removed
 
     // keep-on-exit: the values stay.

@@ -158,6 +158,8 @@ TEST_F(LinuxDiscoveryTest, AnInvalidDescriptionStopsInitializeNamingFileLineAndP
          ":1: uclamp-min must be a percentage"},
         {"<backend><thread-boost fallback=\"maybe\"/></backend>",
          ":1: fallback must be nice or none"},
+        {"<backend><hmp groups=\"top-app\" group=\"vip\"/></backend>",
+         ":1: <hmp> has no attribute \"group\""},
         {"<backend><cgroup mount=\"/nowhere\"/></backend>", ":1: cgroup mount /nowhere not found"},
         {"<backend><gpu scale=\"0\"/></backend>", ":1: scale must be a whole number from 1"},
         {"<backend>\n<item name=\"a\" file=\"/etc/passwd\"/></backend>",

@@ -17,6 +17,7 @@
 #include "platform/linux/PlatformDiscovery.h"
 #include "platform/linux/SchedLadder.h"
 #include "platform/linux/SystemFileOps.h"
+#include "platform/linux/ThreadOps.h"
 
 namespace {
 // Present on kernels built with util clamping of tasks.
@@ -155,7 +156,8 @@ void BackendCheck::checkBoosts(const KernelReader& reader) {
     const BoostChoice& boost = mDescription.boost;
     std::string line = "thread boosts: ";
     if (reader.exists(reader.path(kUclampSysctl))) {
-        line += "util clamp minimum " + std::to_string(boost.uclampMin) + " of 1024";
+        line += "util clamp minimum " + std::to_string(boost.uclampMin) + " of " +
+                std::to_string(ThreadOps::kMaxClamp);
     } else {
         line += std::string("no util clamping on this kernel (no ") + kUclampSysctl + "): " +
                 (boost.niceFallback

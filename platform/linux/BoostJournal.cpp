@@ -9,11 +9,14 @@
 #include <cstring>
 
 #include "platform/linux/KernelText.h"
+#include "platform/linux/ThreadOps.h"
 
 namespace {
 const char kHeader[] = "brisk-linux-threads 1";
 const char kClamp[] = "clamp";
 const char kNice[] = "nice";
+// A saved value is a util clamp (0..1024) or a nice value (-20..19).
+constexpr long long kMaxSaved = ThreadOps::kMaxClamp;
 
 bool parseNumber(std::string_view word, long long low, long long high, long long* value) {
     return KernelText::parseInt(word, value) && *value >= low && *value <= high;
@@ -27,7 +30,8 @@ bool parseRecord(const std::vector<std::string_view>& words, BoostRecord* record
     if (words.size() != 6 || words[0] != "thread" || (words[3] != kClamp && words[3] != kNice) ||
         !parseNumber(words[1], 1, INT32_MAX, &tid) ||
         !parseNumber(words[2], 1, INT64_MAX, &start) ||
-        !parseNumber(words[4], -1024, 1024, &saved) || !parseNumber(words[5], -1024, 1024, &ours)) {
+        !parseNumber(words[4], -kMaxSaved, kMaxSaved, &saved) ||
+        !parseNumber(words[5], -kMaxSaved, kMaxSaved, &ours)) {
         return false;
     }
     *record = BoostRecord{static_cast<int>(tid), static_cast<unsigned long long>(start),

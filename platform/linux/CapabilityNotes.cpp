@@ -37,19 +37,20 @@ bool CapabilityNotes::absent(int tag, const std::string* item) {
     return true;
 }
 
-int CapabilityNotes::strictAbsence(const int* tags, int count, const Action* step) {
-    if (!mDescription.strict) {
-        return 0;
-    }
+int CapabilityNotes::strictAbsence(const int* tags, int count) {
     bool missing = false;
-    // A step's tags are every other int of its pairs; a request's are all of them.
-    const size_t stride = step != nullptr ? 2 : 1;
-    for (int i = 0; i < count; ++i) {
-        const size_t at = static_cast<size_t>(i) * stride;
-        int tag = tags[at];
-        bool isItem =
-            step != nullptr && NodeTable::kindOf(tag) == TagKind::Item && i < step->keyPairCount();
-        missing |= absent(tag, isItem ? &step->keyValues[at] : nullptr);
+    for (int i = 0; mDescription.strict && i < count; ++i) {
+        missing |= absent(tags[i], nullptr);
+    }
+    return missing ? -ENODEV : 0;
+}
+
+int CapabilityNotes::strictAbsence(const Action& step) {
+    bool missing = false;
+    for (int i = 0; mDescription.strict && i < step.tagPairCount(); ++i) {
+        const int tag = step.pairTag(i);
+        bool isItem = NodeTable::kindOf(tag) == TagKind::Item && i < step.keyPairCount();
+        missing |= absent(tag, isItem ? &step.pairKey(i) : nullptr);
     }
     return missing ? -ENODEV : 0;
 }

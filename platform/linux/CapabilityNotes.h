@@ -22,9 +22,11 @@ public:
     // True (after a warning the first time) when `tag`, or platform item `item`
     // when given, has nothing to write on this machine.
     bool absent(int tag, const std::string* item);
-    // In strict mode, -ENODEV when any tag of the call (or item of `step`, whose
-    // tag/value pairs `tags` then points at) is absent; 0 otherwise.
-    int strictAbsence(const int* tags, int count, const Action* step);
+    // In strict mode, -ENODEV when any of the request's tags is absent; 0
+    // otherwise (and always without strict).
+    int strictAbsence(const int* tags, int count);
+    // The same for the tags and platform items of a step.
+    int strictAbsence(const Action& step);
     // One warning per tag (a negative tag: a message of its own).
     void warnOnce(int tag, const std::string& why);
     // One warning per `key`.

@@ -9,6 +9,7 @@
 #include "platform/linux/DescriptionReader.h"
 #include "platform/linux/KernelReader.h"
 #include "platform/linux/KernelText.h"
+#include "platform/linux/ThreadOps.h"
 #include "sched/SchedTags.h"
 
 namespace {
@@ -21,7 +22,6 @@ const char* const kBoostAttributes[] = {"uclamp-min", "fallback", "nice-step", n
 constexpr long long kMaxRungLevel = 1000;
 constexpr long long kMaxWeight = 10000;
 constexpr long long kMaxNiceStep = 39;
-constexpr long long kMaxUclamp = 1024;
 }  // namespace
 
 bool DescriptionReader::readCgroup(const tinyxml2::XMLElement* element) {
@@ -85,8 +85,11 @@ bool DescriptionReader::readHmp(const tinyxml2::XMLElement* element) {
     if (mOut->hmpGiven) {
         return fail(element, "the hmp groups are described twice");
     }
-    if (!onlyAttributes(element, kHmpAttributes) || groups == nullptr) {
-        return groups != nullptr || fail(element, "<hmp> needs a \"groups\" attribute");
+    if (!onlyAttributes(element, kHmpAttributes)) {
+        return false;
+    }
+    if (groups == nullptr) {
+        return fail(element, "<hmp> needs a \"groups\" attribute");
     }
     mOut->hmpGiven = true;
     for (std::string_view word : KernelText::words(groups)) {
@@ -164,7 +167,7 @@ bool DescriptionReader::readBoost(const tinyxml2::XMLElement* element) {
         return fail(element, "the thread boost is described twice");
     }
     if (!onlyAttributes(element, kBoostAttributes) ||
-        !readNumber(element, "uclamp-min", 0, kMaxUclamp, &minimum) ||
+        !readNumber(element, "uclamp-min", 0, ThreadOps::kMaxClamp, &minimum) ||
         !readNumber(element, "nice-step", 1, kMaxNiceStep, &step)) {
         return false;
     }

@@ -7,12 +7,14 @@
 #include "platform/linux/KernelText.h"
 
 namespace {
+constexpr long long kDefaultShares = 1024;  // cpu.shares of cpu.weight 100
 constexpr long long kMinShares = 2;
 constexpr long long kMaxShares = 262144;
 }  // namespace
 
 long long GroupLevels::sharesFor(int weight) {
-    long long shares = static_cast<long long>(weight) * 1024 / SchedLadder::kDefaultWeight;
+    long long shares =
+        static_cast<long long>(weight) * kDefaultShares / SchedLadder::kDefaultWeight;
     return std::min(std::max(shares, kMinShares), kMaxShares);
 }
 

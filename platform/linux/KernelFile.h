@@ -46,6 +46,12 @@ public:
     // The path without the kernel root ("/sys/...").
     std::string kernelPath() const { return mPath.substr(mReader.root().size()); }
 
+    // Whether reading the file gives back the text last written to it. cpufreq
+    // and devfreq bounds do not: they read back the limit in force after every
+    // QoS request is combined (and resolved to a frequency the device has).
+    bool echoesWrites() const { return mEchoesWrites; }
+    void setEchoesWrites(bool echoes) { mEchoesWrites = echoes; }
+
 private:
     int openForWrite();
     int writeNow(std::string_view text);
@@ -53,6 +59,7 @@ private:
     const KernelReader& mReader;
     std::string mPath;
     int mFd = -1;
+    bool mEchoesWrites = true;
     // Plain files (a test tree) keep old bytes beyond a shorter write: they are
     // cut to size. Kernel attribute files take each write whole.
     bool mPlainFile = false;

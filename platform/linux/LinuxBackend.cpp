@@ -145,9 +145,7 @@ int LinuxBackend::doAction(const Action* action, unsigned int len, const int* pa
 }
 
 int LinuxBackend::beginRequest(HolderKey key, const Action& step) {
-    int r = mDescription.strict
-                ? mNotes.strictAbsence(step.tagValues.data(), step.tagPairCount(), &step)
-                : 0;
+    int r = mNotes.strictAbsence(step);
     Clock::time_point deadline;
     bool timed = false;
     if (r == 0) {
@@ -177,18 +175,18 @@ int LinuxBackend::endProbe(HolderKey key) {
 
 unsigned LinuxBackend::boostMinimum(const Action& step) {
     for (int i = 0; i < step.keyPairCount(); ++i) {
-        const size_t at = static_cast<size_t>(i) * 2;
         int minimum = 0;
-        if (step.keyValues[at] != kBoostMinimumItem) {
+        if (step.pairKey(i) != kBoostMinimumItem) {
             continue;
         }
-        if (Vocabulary::parseInt(step.keyValues[at + 1], &minimum) && minimum >= 0 &&
-            static_cast<unsigned>(minimum) <= ThreadBooster::kMaxClamp) {
+        if (Vocabulary::parseInt(step.pairText(i), &minimum) && minimum >= 0 &&
+            static_cast<unsigned>(minimum) <= ThreadOps::kMaxClamp) {
             return static_cast<unsigned>(minimum);
         }
         mNotes.warnOnce(std::string(kBoostMinimumItem),
                         std::string("the probe step's ") + kBoostMinimumItem + " \"" +
-                            step.keyValues[at + 1] + "\" is not 0..1024: the description's " +
+                            step.pairText(i) + "\" is not 0.." +
+                            std::to_string(ThreadOps::kMaxClamp) + ": the description's " +
                             std::to_string(mDescription.boost.uclampMin) + " is used");
     }
     return mDescription.boost.uclampMin;
@@ -202,8 +200,8 @@ int LinuxBackend::setConfig(int len, const int* tags, const int* values) {
     }
     std::lock_guard<std::mutex> lock(mMutex);
     int r = enter();
-    if (r == 0 && mDescription.strict) {
-        r = mNotes.strictAbsence(tags, len, nullptr);
+    if (r == 0) {
+        r = mNotes.strictAbsence(tags, len);
     }
     if (r == 0) {
         for (int i = 0; i < len; ++i) {

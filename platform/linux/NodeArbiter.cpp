@@ -250,30 +250,39 @@ void NodeArbiter::retryPending() {
 void NodeArbiter::restoreAll() {
     for (auto it = mFirstWrites.rbegin(); it != mFirstWrites.rend(); ++it) {
         KernelFile* file = *it;
-        if (!file->hasLast()) {
-            continue;  // no write of the back-end ever landed there
-        }
-        std::string now;
-        int r = file->read(&now);
-        if (r != 0) {
-            LINUX_LOGW("%s: cannot read it back (%s); left as it is", file->path().c_str(),
-                       strerror(-r));
-            continue;
-        }
-        if (now != file->last()) {
-            LINUX_LOGW(
-                "%s: changed by another writer (holds \"%s\", the back-end wrote \"%s\"); "
-                "left as it is",
-                file->path().c_str(), now.c_str(), file->last().c_str());
-            continue;
+        if (!file->hasLast() || changedByAnother(file)) {
+            continue;  // no write of the back-end ever landed there, or it was overwritten
         }
         bool wrote = false;
-        r = file->write(file->original(), &wrote);
+        int r = file->write(file->original(), &wrote);
         if (r != 0) {
             LINUX_LOGE("cannot restore \"%s\" to %s: %s", file->original().c_str(),
                        file->path().c_str(), strerror(-r));
         }
     }
+}
+
+bool NodeArbiter::changedByAnother(const KernelFile* file) {
+    // A file that reads back the limit in force rather than the text written
+    // cannot tell another writer from another QoS request: it is put back.
+    if (!file->echoesWrites()) {
+        return false;
+    }
+    std::string now;
+    int r = file->read(&now);
+    if (r != 0) {
+        LINUX_LOGW("%s: cannot read it back (%s); left as it is", file->path().c_str(),
+                   strerror(-r));
+        return true;
+    }
+    if (now != file->last()) {
+        LINUX_LOGW(
+            "%s: changed by another writer (holds \"%s\", the back-end wrote \"%s\"); "
+            "left as it is",
+            file->path().c_str(), now.c_str(), file->last().c_str());
+        return true;
+    }
+    return false;
 }
 
 void NodeArbiter::logOnce(const KernelFile* file, int error, Failure failure,

@@ -41,7 +41,8 @@ public:
     void retryPending();
 
     // Puts every file back as it was before the first write, newest first, but
-    // only where it still holds what was last written there. Logs what it leaves.
+    // only where it still holds what was last written there (as far as its
+    // read-back can tell: see KernelFile::echoesWrites). Logs what it leaves.
     void restoreAll();
 
 private:
@@ -59,6 +60,9 @@ private:
     void undo();
     void endSet();
     void notePending(KernelNode* node, bool busy);
+    // True, with a warning, when `file` holds something else than the back-end
+    // last wrote (or cannot be read back).
+    static bool changedByAnother(const KernelFile* file);
     // Each file and errno is logged once.
     void logOnce(const KernelFile* file, int error, Failure failure, std::string_view wanted);
 

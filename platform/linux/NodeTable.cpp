@@ -15,6 +15,8 @@ bool NodeTable::addBounds(NodeArbiter& arbiter, const std::string& dir, const ch
         *clash = dir;
         return false;
     }
+    low->setEchoesWrites(false);
+    high->setEchoesWrites(false);
     KernelNode* floor = arbiter.addNode(NodeRole::Floor, low, scale);
     KernelNode* ceiling = arbiter.addNode(NodeRole::Ceiling, high, scale);
     KernelNode::pair(floor, ceiling);

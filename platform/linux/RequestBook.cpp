@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "config/Vocabulary.h"
 #include "platform/linux/KernelText.h"
 
 int RequestBook::begin(HolderKey key, const Action& step, uint64_t seq, const char* reserved,
@@ -13,8 +14,15 @@ int RequestBook::begin(HolderKey key, const Action& step, uint64_t seq, const ch
         mArbiter.release(node, key);
     }
     request.nodes.clear();
+    // An untimed on/off step reaches the back-end twice: its other pairs through
+    // the frequency manager (setConfig, combined there with the other events and
+    // the clients), the whole step through doAction for its platform items. Only
+    // those are its own request; holding the rest too would bypass the manager.
+    const bool itemsOnly = Vocabulary::isOnOffCmdId(key.cmdId) && step.duration <= 0;
     for (int i = 0; i < step.tagPairCount(); ++i) {
-        holdPair(key, step, i, seq, reserved, &request.nodes);
+        if (!itemsOnly || NodeTable::kindOf(step.pairTag(i)) == TagKind::Item) {
+            holdPair(key, step, i, seq, reserved, &request.nodes);
+        }
     }
     int r = mArbiter.commit();
     if (r != 0) {
@@ -59,9 +67,8 @@ void RequestBook::forgetIfIdle(HolderKey key, const Request& request) {
 
 void RequestBook::holdPair(HolderKey key, const Action& step, int pair, uint64_t seq,
                            const char* reserved, std::vector<KernelNode*>* held) {
-    const size_t at = static_cast<size_t>(pair) * 2;  // the pair's place in both vectors
-    const int tag = step.tagValues[at];
-    const int value = step.tagValues[at + 1];
+    const int tag = step.pairTag(pair);
+    const int value = step.pairValue(pair);
     char number[KernelText::kIntTextSize];
     std::string_view text;
     switch (NodeTable::kindOf(tag)) {
@@ -88,17 +95,17 @@ void RequestBook::holdPair(HolderKey key, const Action& step, int pair, uint64_t
             if (pair >= step.keyPairCount()) {
                 return;
             }
-            const std::string& name = step.keyValues[at];
-            bool known = false;
-            KernelNode* node = mTable.item(name, &known);
+            const std::string& name = step.pairKey(pair);
             if (reserved != nullptr && name == reserved) {
                 return;
             }
+            bool known = false;
+            KernelNode* node = mTable.item(name, &known);
             if (node == nullptr) {
                 mNotes.absent(tag, &name);
                 return;
             }
-            mArbiter.hold(node, key, 0, step.keyValues[at + 1], seq);
+            mArbiter.hold(node, key, 0, step.pairText(pair), seq);
             held->push_back(node);
             return;
         }

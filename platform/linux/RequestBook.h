@@ -13,8 +13,9 @@
 // The requests that commands hold through doAction: a step's pairs become holds
 // of its command (per probed thread for the probe command) on the nodes its tags
 // and platform items write, until the command ends them or, for a step with a
-// duration, the time runs out. Not thread-safe: the back-end calls it under its
-// lock.
+// duration, the time runs out. An untimed on/off step holds its platform items
+// alone: the frequency manager carries its other pairs. Not thread-safe: the
+// back-end calls it under its lock.
 class RequestBook {
 public:
     using Clock = std::chrono::steady_clock;

@@ -56,7 +56,7 @@ int ThreadBooster::boostByNice(int tid, BoostRecord* record) {
 }
 
 int ThreadBooster::boost(int tid, unsigned minimum) {
-    if (tid <= 0 || minimum > kMaxClamp) {
+    if (tid <= 0 || minimum > ThreadOps::kMaxClamp) {
         return -EINVAL;
     }
     BoostRecord record;

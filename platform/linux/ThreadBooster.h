@@ -32,8 +32,6 @@ public:
     // The careful write back of one journaled boost (also after a crash).
     static int restore(const KernelReader& reader, ThreadOps& ops, const BoostRecord& record);
 
-    static constexpr unsigned kMaxClamp = 1024;
-
 private:
     int boostByClamp(int tid, unsigned minimum, BoostRecord* record);
     int boostByNice(int tid, BoostRecord* record);

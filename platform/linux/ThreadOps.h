@@ -16,4 +16,7 @@ public:
     // getpriority / setpriority (PRIO_PROCESS) of one thread: its nice value.
     virtual int getNice(int tid, int* nice) = 0;
     virtual int setNice(int tid, int nice) = 0;
+
+    // The top of the util clamp scale (the kernel's SCHED_CAPACITY_SCALE).
+    static constexpr unsigned kMaxClamp = 1024;
 };
