@@ -145,7 +145,6 @@ TEST_F(ProbeHandlerTest, BadMessagesAndPayloadsAreRefusedWithTheirResultsAndQueu
     refused(nullptr, 1, begin, -1, noScan);
     refused("", 1, begin, -1, noScan);
     refused("tid=123", 1, begin, 0, noScan);  // nothing matched: 0, which counts as done
-    refused("pid=100", 1, begin, 1, noScan);
     refused("pid=100|tid=123", 2, begin, 2, "E invalid payload, payloadNum=2");
     refused("pid=100|tid=123", 1, nullptr, 2, "E payload is NULL");
     refused("pid=100|tid=123", 1, other, 2, "D error case: state=1, pid=100, tid=123\n");
@@ -153,7 +152,9 @@ TEST_F(ProbeHandlerTest, BadMessagesAndPayloadsAreRefusedWithTheirResultsAndQueu
     EXPECT_TRUE(idle() && calls().empty()) << "a refused event queues and calls nothing";
 }
 
-TEST_F(ProbeHandlerTest, WorkShorterThanTheDelayNeverReachesThePlatform) {
+// The order of a boost's calls and the stop's unboost inside handle are in the
+// golden transcripts; the 8 ms delay is measured here.
+TEST_F(ProbeHandlerTest, OnlyWorkLongerThanTheDelayIsBoostedAndOnlyAfterIt) {
     start(plat.get());
     bool quick = false;  // start and stop must land within the 8 ms; else try again
     for (int attempt = 0; attempt < 5 && !quick; ++attempt, usleep(30000)) {
@@ -165,18 +166,13 @@ TEST_F(ProbeHandlerTest, WorkShorterThanTheDelayNeverReachesThePlatform) {
     ASSERT_TRUE(quick) << "the machine is too busy to send both within 4 ms";
     EXPECT_TRUE(eventually([&] { return idle(); })) << "the finished wait entry is removed";
     EXPECT_EQ(calls(), "") << "no platform call for work under 8 ms";
-}
 
-TEST_F(ProbeHandlerTest, LongWorkIsBoostedAfterTheDelayAndUnboostedAtOnceOnItsStop) {
-    start(plat.get());
     const nsecs_t sent = now();
     ASSERT_EQ(send("pid=100|tid=123", 0), 0);
     ASSERT_TRUE(waitForCalls(2));
-    EXPECT_EQ(calls(), probe(123, 0)) << "probe target first, then the start action";
+    EXPECT_EQ(calls(), probe(123, 0));
     EXPECT_GE(callTime(0) - sent, 8 * kMs) << "a thread is boosted only after waiting 8 ms";
-
     ASSERT_EQ(send("pid=100|tid=123", -1), 0);
-    EXPECT_EQ(calls(2), probe(123, -1)) << "the stop unboosts at once, inside handle";
     EXPECT_TRUE(eventually([&] { return idle(); })) << "finished entries are removed";
 }
 

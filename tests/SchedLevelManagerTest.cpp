@@ -89,16 +89,10 @@ protected:
     std::unique_ptr<SchedLevelManager> mgr;
 };
 
+// The dump's layout, and that neither construction nor the defaults reach the
+// platform, are in the golden transcripts (start-up and "dump --easgrouplist").
 TEST_F(SchedLevelManagerTest, DefaultsAreStoredUnclampedAndChooseHmpOrEas) {
-    std::string fresh;
-    for (const char* header : kHeaders) {
-        fresh += block(header, eas(0));
-    }
-    EXPECT_EQ(dump(), fresh) << "labels 18 wide, tag 57 printed before tag 56, no hmp line";
-    EXPECT_TRUE(calls().empty()) << "construction sends nothing to the platform";
-
     ASSERT_EQ(event(5376, {51, 10, 52, 20, 53, 100, 54, -10, 55, 0, 56, 5, 57, 7, 58, -20}), 0);
-    EXPECT_TRUE(calls().empty()) << "storing the defaults makes no platform call";
     const auto defaults =
         eas(0, {{51, 10}, {52, 20}, {53, 100}, {54, -10}, {56, 5}, {57, 7}, {58, -20}});
     for (const char* header : kHeaders) {

@@ -50,23 +50,17 @@ TEST(VocabularyTest, ClientsAreNamedInAnyLetterCaseAndTagsByNameOrNumber) {
     EXPECT_STREQ(Vocabulary::nameForTag(BRISK_TAG_BIG_CPU_MAX), "big_cpu_max");
 }
 
+// Payload words and the guesses at typos are exercised through brisk-sim and
+// briskctl (their scenario and operator tests); here the edges they do not reach.
 TEST(VocabularyTest, PeopleMayUseWordsWhereTheServiceTakesNumbers) {
     int payload = 7;
     EXPECT_TRUE(Vocabulary::payloadForName("Begin", &payload) && payload == Vocabulary::kBegin);
-    EXPECT_TRUE(Vocabulary::payloadForName("end", &payload) && payload == Vocabulary::kEnd);
     EXPECT_FALSE(Vocabulary::payloadForName("ending", &payload));
-
     EXPECT_STREQ(Vocabulary::resultMeaning(1), "the service is not initialised");
     EXPECT_STREQ(Vocabulary::resultMeaning(4), "a part of the service is missing");
     EXPECT_EQ(Vocabulary::resultMeaning(9), nullptr) << "a back-end's own code has no name";
-
-    // A typo of a tag name: letter case, a letter off, two neighbours swapped.
-    EXPECT_EQ(Vocabulary::suggestName("GPU_MAX"), "gpu_max");
-    EXPECT_EQ(Vocabulary::suggestName("gpu_mx"), "gpu_max");
-    EXPECT_EQ(Vocabulary::suggestName("bgi_cpu_min"), "big_cpu_min");
     EXPECT_EQ(Vocabulary::suggestName("duraton", {Vocabulary::kDurationKey}), "duration");
     EXPECT_EQ(Vocabulary::suggestName("frequency"), "") << "nothing close: no guess";
-    EXPECT_EQ(Vocabulary::closestName("gmae", {"game", "fling"}), "game");
 }
 
 }  // namespace
