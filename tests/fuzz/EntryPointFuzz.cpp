@@ -15,9 +15,6 @@
 #include <memory>
 
 #include "platform/sim/SimDevice.h"
-#include "probe/ProbeHandler.h"
-#include "probe/ProbeThread.h"
-#include "server/MutexGuard.h"
 #include "tests/fuzz/CallPicker.h"
 #include "tests/fuzz/FuzzHost.h"
 #include "tests/support/ServerHarness.h"
@@ -27,25 +24,11 @@ constexpr size_t kMostCalls = 64;
 constexpr size_t kMostValues = 12;
 constexpr int kMostFaults = 3;
 
-class EntryServer : public BriskServer {
-public:
-    // Empties the probe queues that events have filled since the last call.
-    void forgetProbes() {
-        if (mProbeHandler == nullptr || mProbeHandler->mProbeThread == nullptr) {
-            return;
-        }
-        ProbeHandler::ProbeThread& worker = *mProbeHandler->mProbeThread;
-        MutexGuard lock(&worker.mLock);
-        worker.mWaitQueue.clear();
-        worker.mBoostedQueue.clear();
-    }
-};
-
-EntryServer& server() {
-    static EntryServer* instance = [] {
+InspectableServer& server() {
+    static InspectableServer* instance = [] {
         FuzzHost::quietOutputs();
         static TempConfig config = TempConfig::withCommands(fullTestConfig());
-        auto* created = new EntryServer();
+        auto* created = new InspectableServer();
         if (created->init() != BriskServer::kResultOk) {
             abort();  // the harness is broken, not the service
         }
@@ -121,7 +104,7 @@ void fault(FuzzedDataProvider& in) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    EntryServer& service = server();
+    InspectableServer& service = server();
     FuzzedDataProvider in(data, size);
     CallPicker pick(in);
     for (size_t calls = 0; calls < kMostCalls && in.remaining_bytes() > 0; ++calls) {
@@ -148,6 +131,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     // Faults not taken would carry over into the next input.
     SimDevice::instance().reset();
-    service.forgetProbes();
+    FuzzHost::forgetProbes(service.mProbeHandler);
     return 0;
 }

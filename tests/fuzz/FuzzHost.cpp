@@ -8,6 +8,9 @@
 
 #include "platform/sim/JankLogSink.h"
 #include "platform/sim/SimDevice.h"
+#include "probe/ProbeHandler.h"
+#include "probe/ProbeThread.h"
+#include "server/MutexGuard.h"
 
 namespace {
 void dropLine(const struct __android_logger_data* /*data*/, const char* /*message*/) {}
@@ -34,4 +37,14 @@ void FuzzHost::writeFile(const std::string& path, const uint8_t* data, size_t si
     if (file == nullptr || fwrite(data, 1, size, file) != size || fclose(file) != 0) {
         abort();
     }
+}
+
+void FuzzHost::forgetProbes(ProbeHandler* handler) {
+    if (handler == nullptr || handler->mProbeThread == nullptr) {
+        return;
+    }
+    ProbeHandler::ProbeThread& worker = *handler->mProbeThread;
+    MutexGuard lock(&worker.mLock);
+    worker.mWaitQueue.clear();
+    worker.mBoostedQueue.clear();
 }

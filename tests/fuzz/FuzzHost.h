@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+class ProbeHandler;
+
 // What the fuzz targets of the service set up once per process. The Android log
 // and the jank log keep formatting every line, verbose ones included, so that
 // fuzzed values run through every format string, but the lines are thrown away;
@@ -18,4 +20,7 @@ public:
     static void writeFile(const std::string& path, const uint8_t* data, size_t size);
     // The fuzz input as a NUL-terminated text (a C string stops at its first NUL).
     static std::string text(const uint8_t* data, size_t size);
+    // Empties the probe queues that an input filled (the worker is stopped, so
+    // nothing else would), so that they do not grow with the run.
+    static void forgetProbes(ProbeHandler* handler);
 };

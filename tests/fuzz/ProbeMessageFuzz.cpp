@@ -9,8 +9,6 @@
 #include "config/Action.h"
 #include "config/Vocabulary.h"
 #include "probe/ProbeHandler.h"
-#include "probe/ProbeThread.h"
-#include "server/MutexGuard.h"
 #include "tests/fuzz/FuzzHost.h"
 #include "tools/briskd/ProbeTargetCheck.h"
 
@@ -27,12 +25,6 @@ ProbeHandler& handler() {
     return *instance;
 }
 
-void forgetProbes(ProbeHandler& probes) {
-    ProbeHandler::ProbeThread& worker = *probes.mProbeThread;
-    MutexGuard lock(&worker.mLock);
-    worker.mWaitQueue.clear();
-    worker.mBoostedQueue.clear();
-}
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -55,6 +47,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (checkedTid != (scanned == 2 ? tid : 0)) {
         abort();  // the daemon checks another thread than the service would boost
     }
-    forgetProbes(probes);
+    FuzzHost::forgetProbes(&probes);
     return 0;
 }
