@@ -112,24 +112,21 @@ TEST_F(FreqClientManagerTest, CombineRulesPreferTheLowerPositiveValueAndForkOff)
 
 // How ceilings combine across the clients, and that the dump shows each client's
 // raw request, are in the golden transcript thermal-limits.
-TEST_F(FreqClientManagerTest, ThermalLimitsCombineLikeCeilingsAndForkStaysOffWhileAnyoneWantsIt) {
+TEST_F(FreqClientManagerTest, ClientRequestIsWrittenWholeInItsOrderWithLimitTagsCombined) {
     run({
         {kDusk, {{19, 5000}, {17, 90}}, "19:5000 17:90"},
         {kMoss, {{19, 3000}, {17, 95}}, "19:3000 17:90", "thermal limits combine like ceilings"},
         {kDusk, {{20, 0}}, "20:0"},
         {kFern, {{20, 1}}, "20:0", "fork stays off while any client turns it off"},
         {kDusk, {{20, 1}}, "20:1", "fork on once every client that set it wants it on"},
-    });
-}
-
-TEST_F(FreqClientManagerTest, RequestIsWrittenWholeInOneCallInTheCallersOrder) {
-    // Other tags pass unchanged; a repeated tag is written each time, combined.
-    run({
         {kFern, {{5, 17}}, "5:17"},
-        {kDusk, {{99, 5}, {20, 1}, {5, 20}, {2, 10}, {5, 15}}, "99:5 20:1 5:17 2:10 5:15"},
+        {kDusk,
+         {{99, 5}, {20, 1}, {5, 20}, {2, 10}, {5, 15}},
+         "99:5 20:1 5:17 2:10 5:15",
+         "other tags pass unchanged; a repeated tag is written each time, combined"},
         {kDusk, {}, "", "an empty request still reaches the platform"},
     });
-    EXPECT_EQ(dumped("DUSK"), (std::vector<int>{10, 15, -1, -1, -1, -1, 1}))
+    EXPECT_EQ(dumped("DUSK"), (std::vector<int>{10, 15, -1, 90, -1, 5000, 1}))
         << "the last raw value of a repeated tag is kept; tag 99 is not remembered";
 }
 

@@ -65,6 +65,7 @@ protected:
     void SetUp() override {
         SimDevice::instance().reset();
         plat.reset(getPlat());
+        start(plat.get());
     }
     // Each test ends its worker the way a host does; the service itself never does.
     void TearDown() override {
@@ -112,7 +113,6 @@ protected:
 };
 
 TEST_F(ProbeHandlerTest, WorkerStartsWithTheHandlerUnderItsOwnName) {
-    start(plat.get());
     auto named = [] {
         DIR* tasks = opendir("/proc/self/task");
         bool found = false;
@@ -132,7 +132,6 @@ TEST_F(ProbeHandlerTest, WorkerStartsWithTheHandlerUnderItsOwnName) {
 }
 
 TEST_F(ProbeHandlerTest, BadMessagesAndPayloadsAreRefusedWithTheirResultsAndQueueNothing) {
-    start(plat.get());
     auto refused = [&](const char* msg, unsigned int n, const int* payload, int result,
                        const std::string& line) {
         log.clear();
@@ -155,7 +154,6 @@ TEST_F(ProbeHandlerTest, BadMessagesAndPayloadsAreRefusedWithTheirResultsAndQueu
 // The order of a boost's calls and the stop's unboost inside handle are in the
 // golden transcripts; the 8 ms delay is measured here.
 TEST_F(ProbeHandlerTest, OnlyWorkLongerThanTheDelayIsBoostedAndOnlyAfterIt) {
-    start(plat.get());
     bool quick = false;  // start and stop must land within the 8 ms; else try again
     for (int attempt = 0; attempt < 5 && !quick; ++attempt, usleep(30000)) {
         SimDevice::instance().clearRecord();
@@ -177,7 +175,6 @@ TEST_F(ProbeHandlerTest, OnlyWorkLongerThanTheDelayIsBoostedAndOnlyAfterIt) {
 }
 
 TEST_F(ProbeHandlerTest, UnstoppedBoostIsTakenBackAfterTheHoldTimeWhichARestartDoesNotExtend) {
-    start(plat.get());
     ASSERT_EQ(send("pid=100|tid=124", 0), 0);
     ASSERT_TRUE(waitForCalls(2));
     const nsecs_t boostedAt = boostedStamp(124);
@@ -192,7 +189,6 @@ TEST_F(ProbeHandlerTest, UnstoppedBoostIsTakenBackAfterTheHoldTimeWhichARestartD
 }
 
 TEST_F(ProbeHandlerTest, BoostedMainThreadLetsItsProcessSkipTheWaitAndRepeatedStopsUnboostAgain) {
-    start(plat.get());
     ASSERT_EQ(send("pid=100|tid=100", 0), 0);
     ASSERT_TRUE(waitForCalls(2));
     ASSERT_EQ(send("pid=100|tid=200", 0), 0);
@@ -220,7 +216,6 @@ TEST_F(ProbeHandlerTest, BoostedMainThreadLetsItsProcessSkipTheWaitAndRepeatedSt
 }
 
 TEST_F(ProbeHandlerTest, ThreadIdZeroIsQueuedButNeverBoostedNorTimedOut) {
-    start(plat.get());
     ASSERT_EQ(send("pid=7|tid=0", 0), 0);
     usleep(350000);
     EXPECT_EQ(calls(), "") << "tid 0 reaches neither the boost nor the timeout";
@@ -230,7 +225,6 @@ TEST_F(ProbeHandlerTest, ThreadIdZeroIsQueuedButNeverBoostedNorTimedOut) {
 }
 
 TEST_F(ProbeHandlerTest, PlatformFailuresAreNotRetriedAndNeverUndoTheQueues) {
-    start(plat.get());
     SimDevice::instance().failNext(SimCall::Op::SetProbeTarget, -1);
     ASSERT_EQ(send("pid=100|tid=123", 0), 0);
     ASSERT_TRUE(waitForCalls(1));
@@ -248,6 +242,7 @@ TEST_F(ProbeHandlerTest, PlatformFailuresAreNotRetriedAndNeverUndoTheQueues) {
 }
 
 TEST_F(ProbeHandlerTest, WithoutAPlatformEventsAreStillAcceptedAndNothingBreaks) {
+    handler->stopWorker(false);
     start(nullptr);
     ASSERT_EQ(send("pid=100|tid=123", 0), 0);
     usleep(30000);
@@ -256,7 +251,6 @@ TEST_F(ProbeHandlerTest, WithoutAPlatformEventsAreStillAcceptedAndNothingBreaks)
 }
 
 TEST_F(ProbeHandlerTest, StopEndsTheWorkerAndReleasesHeldBoostsOnlyWhenAsked) {
-    start(plat.get());
     ASSERT_EQ(send("pid=100|tid=123", 0), 0);
     ASSERT_TRUE(waitForCalls(2));
     ASSERT_EQ(send("pid=100|tid=126", 0), 0);
