@@ -59,6 +59,7 @@ TEST(VocabularyTest, PeopleMayUseWordsWhereTheServiceTakesNumbers) {
     EXPECT_STREQ(Vocabulary::resultMeaning(1), "the service is not initialised");
     EXPECT_STREQ(Vocabulary::resultMeaning(4), "a part of the service is missing");
     EXPECT_EQ(Vocabulary::resultMeaning(9), nullptr) << "a back-end's own code has no name";
+    EXPECT_EQ(Vocabulary::suggestName("GPU_MAX"), "gpu_max") << "letter case is no edit";
     EXPECT_EQ(Vocabulary::suggestName("duraton", {Vocabulary::kDurationKey}), "duration");
     EXPECT_EQ(Vocabulary::suggestName("frequency"), "") << "nothing close: no guess";
 }
