@@ -2,10 +2,10 @@
 // the simulated device's record of calls and their monotonic time stamps.
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <unistd.h>
 #include <utils/Timers.h>
 
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -114,17 +114,15 @@ protected:
 
 TEST_F(ProbeHandlerTest, WorkerStartsWithTheHandlerUnderItsOwnName) {
     auto named = [] {
-        DIR* tasks = opendir("/proc/self/task");
-        bool found = false;
-        for (dirent* entry; tasks != nullptr && (entry = readdir(tasks)) != nullptr;) {
-            std::ifstream comm(std::string("/proc/self/task/") + entry->d_name + "/comm");
+        std::error_code error;
+        for (const auto& task : std::filesystem::directory_iterator("/proc/self/task", error)) {
+            std::ifstream comm(task.path() / "comm");
             std::string name;
-            found = found || (std::getline(comm, name) && name == "ProbeThread");
+            if (std::getline(comm, name) && name == "ProbeThread") {
+                return true;
+            }
         }
-        if (tasks != nullptr) {
-            closedir(tasks);
-        }
-        return found;
+        return false;
     };
     EXPECT_TRUE(eventually(named))
         << "the worker runs as \"ProbeThread\" from the first reference on";
