@@ -20,9 +20,6 @@ const KindName kKinds[] = {
 const char kMsgOption[] = "msg=";
 const char kLenOption[] = "len=";
 const char kInvalidFdOption[] = "fd=-1";
-// Payload words for the one-value payload of scenes and on/off actions.
-const char kBeginWord[] = "begin";
-const char kEndWord[] = "end";
 
 bool startsWith(const std::string& text, const char* prefix) {
     return text.compare(0, std::char_traits<char>::length(prefix), prefix) == 0;
@@ -204,11 +201,11 @@ bool ScenarioParser::parseEvent(const std::vector<std::string>& tokens, Scenario
                          " is not a number from 0 to 4294967295";
                 return false;
             }
-        } else if (token == kBeginWord || token == kEndWord) {
-            command->values.push_back(token == kBeginWord ? Vocabulary::kBegin : Vocabulary::kEnd);
         } else {
+            // A payload value: "begin", "end" or a number.
             int value = 0;
-            if (!parseValue(token, "payload value", &value, error)) {
+            if (!Vocabulary::payloadForName(token, &value) &&
+                !parseValue(token, "payload value", &value, error)) {
                 return false;
             }
             command->values.push_back(value);
