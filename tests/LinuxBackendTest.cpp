@@ -8,7 +8,6 @@
 
 #include "freq/FreqTags.h"
 #include "tests/support/LinuxBackendFixture.h"
-#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -27,15 +26,6 @@ protected:
                "\"/><item name=\"perf_mode\" file=\"/sys/module/touch/mode\" end-text=\"0\"/>"
                "</backend>";
     }
-
-    int linuxLines(LogCapture& log, int priority, const std::string& part) {
-        int n = 0;
-        for (const LogLine& line : log.lines()) {
-            n += line.tag == "brisk linux" && line.priority == priority &&
-                 line.text.find(part) != std::string::npos;
-        }
-        return n;
-    }
 };
 
 TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOriginalBack) {
@@ -52,16 +42,17 @@ TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOri
                              {BRISK_TAG_IPA_SUSTAINABLE_POWER, 2500},
                              {BRISK_TAG_FORK_ON_BIG_CLUSTER, 1}}),
               0);
-    EXPECT_EQ(mTree.read(cpu(0, "min")), "900000");
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1200000");
-    EXPECT_EQ(mTree.read(cpu(4, "min")), "1000000");
-    EXPECT_EQ(mTree.read(cpu(4, "max")), "2000000");
-    EXPECT_EQ(mTree.read(gpu("min")), "300000000");  // kHz in, Hz out
-    EXPECT_EQ(mTree.read(gpu("max")), "600000000");
-    EXPECT_EQ(mTree.read(trip(0)), "60000");  // first passive trip
-    EXPECT_EQ(mTree.read(trip(1)), "75000");  // last passive trip
-    EXPECT_EQ(mTree.read("/sys/class/thermal/thermal_zone0/sustainable_power"), "2500");
-    EXPECT_EQ(mTree.read(kFork), "1");
+    // The GPU's kHz are written in Hz; the first passive trip switches on, the last controls.
+    expectTexts({{cpu(0, "min"), "900000"},
+                 {cpu(0, "max"), "1200000"},
+                 {cpu(4, "min"), "1000000"},
+                 {cpu(4, "max"), "2000000"},
+                 {gpu("min"), "300000000"},
+                 {gpu("max"), "600000000"},
+                 {trip(0), "60000"},
+                 {trip(1), "75000"},
+                 {"/sys/class/thermal/thermal_zone0/sustainable_power", "2500"},
+                 {kFork, "1"}});
 
     // The hardware maxima, and what is in force, in configuration units.
     EXPECT_EQ(get(*backend, BRISK_TAG_LITTLE_CPU_HW_MAX), 1800000);
@@ -76,21 +67,17 @@ TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOri
                              {BRISK_TAG_IPA_ON_TEMP, 0},
                              {BRISK_TAG_FORK_ON_BIG_CLUSTER, 0}}),
               0);
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000");
-    EXPECT_EQ(mTree.read(gpu("max")), "800000000");
-    EXPECT_EQ(mTree.read(trip(0)), "65000");
-    EXPECT_EQ(mTree.read(kFork), "0");
+    expectTexts(
+        {{cpu(0, "max"), "1800000"}, {gpu("max"), "800000000"}, {trip(0), "65000"}, {kFork, "0"}});
     EXPECT_EQ(get(*backend, BRISK_TAG_LITTLE_CPU_MAX), 1800000);  // the original again
 
     // Platform items: the step's text while held; at the end the original, or the
     // end text the description gives.
     Action scene = step(4120, 0, {}, {{"touch_boost", "fast"}, {"perf_mode", "game"}});
     EXPECT_EQ(begin(*backend, scene), 0);
-    EXPECT_EQ(mTree.read(kTouch), "fast");
-    EXPECT_EQ(mTree.read("/sys/module/touch/mode"), "game");
+    expectTexts({{kTouch, "fast"}, {"/sys/module/touch/mode", "game"}});
     EXPECT_EQ(end(*backend, scene), 0);
-    EXPECT_EQ(mTree.read(kTouch), "idle");
-    EXPECT_EQ(mTree.read("/sys/module/touch/mode"), "0");
+    expectTexts({{kTouch, "idle"}, {"/sys/module/touch/mode", "0"}});
     // An untimed on/off step's other pairs are the frequency manager's (setConfig):
     // its doAction holds the platform items alone.
     EXPECT_EQ(begin(*backend,
@@ -110,8 +97,7 @@ TEST_F(LinuxBackendTest, EveryHolderIsKeptAndTheTightestOrTheLatestIsInForce) {
     EXPECT_EQ(begin(*backend, floorB), 0);
     EXPECT_EQ(mTree.read(cpu(4, "min")), "1200000");  // a floor never above the ceiling
     EXPECT_EQ(end(*backend, capA), 0);
-    EXPECT_EQ(mTree.read(cpu(4, "max")), "1500000");
-    EXPECT_EQ(mTree.read(cpu(4, "min")), "1400000");
+    expectTexts({{cpu(4, "max"), "1500000"}, {cpu(4, "min"), "1400000"}});
     EXPECT_EQ(set(*backend, {{BRISK_TAG_BIG_CPU_MAX, 0}}), 0);
     EXPECT_EQ(mTree.read(cpu(4, "max")), "2400000");  // no holder: the original
     EXPECT_EQ(end(*backend, floorB), 0);
@@ -222,7 +208,7 @@ TEST_F(LinuxBackendTest, AHardFailureUndoesTheCallAndIsLoggedOncePerFileAndErrno
             set(*backend, {{BRISK_TAG_LITTLE_CPU_MAX, 1000000}, {BRISK_TAG_BIG_CPU_MAX, 1500000}}),
             -error);
         EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000") << "the call's first write is undone";
-        EXPECT_EQ(linuxLines(log, ANDROID_LOG_ERROR, strerror(error)), 1);
+        EXPECT_EQ(logged(log, ANDROID_LOG_ERROR, strerror(error)), 1);
         mOps->clearFaults();
     }
     // A failed step leaves the command's earlier request in force.
@@ -264,10 +250,9 @@ TEST_F(LinuxBackendTest, AnAbsentCapabilityWarnsOnceUnlessTheDescriptionIsStrict
              {{"no_such_item", "1"}});
     EXPECT_EQ(begin(*backend, step1), 0);
     EXPECT_EQ(begin(*backend, step1), 0);
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1000000");
-    EXPECT_EQ(mTree.read(trip(0)), "65000");
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "thermal trip 0 of thermal_zone0 (read-only)"), 1);
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "no_such_item ignored: not in the back-end"), 1);
+    expectTexts({{cpu(0, "max"), "1000000"}, {trip(0), "65000"}});
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "thermal trip 0 of thermal_zone0 (read-only)"), 1);
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "no_such_item ignored: not in the back-end"), 1);
     backend.reset();
 
     mTree.write(cpu(0, "max"), "1800000");
@@ -294,7 +279,7 @@ TEST_F(LinuxBackendTest, DeletingPutsOriginalsBackNewestFirstExceptWhatAnotherWr
     EXPECT_EQ(writes(),
               (std::vector<std::string>{cpu(4, "max") + "=2400000", cpu(0, "max") + "=1800000"}));
     EXPECT_EQ(mTree.read(trip(1)), "72000");
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "trip_point_1_temp: changed by another writer"), 1);
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "trip_point_1_temp: changed by another writer"), 1);
     EXPECT_EQ(mTree.read("/../state/journal"), "");  // removed
 
     // keep-on-exit: the values stay.

@@ -12,7 +12,6 @@ class FakeThreadOps : public ThreadOps {
 public:
     void setClampSupported(bool supported);
     void addThread(int tid, unsigned clampMin = 0, int nice = 0);
-    void removeThread(int tid);
     unsigned clampMin(int tid) const;
     int nice(int tid) const;
     // The next set calls (sched_setattr and setpriority alike) fail with `error`.
@@ -26,10 +25,12 @@ public:
 
 private:
     struct Thread {
-        unsigned clampMin;
-        int nice;
+        unsigned clampMin = 0;
+        int nice = 0;
     };
-    int takeFault();
+    Thread* find(int tid);  // null when unknown
+    // sched_setattr (`clamp`) or setpriority: counted, and failed while faults remain.
+    int set(int tid, bool clamp, int value);
 
     mutable std::mutex mMutex;
     bool mClampSupported = true;
