@@ -2,9 +2,11 @@
 // holders of one file are combined, when writes are skipped or ordered, what
 // each kind of failure does, and how everything is put back on delete.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <thread>
+#include <tuple>
 
 #include "freq/FreqTags.h"
 #include "tests/support/LinuxBackendFixture.h"
@@ -18,10 +20,10 @@ protected:
     static constexpr const char* kFork = "/proc/sys/kernel/sched_fork_big";
     static constexpr const char* kTouch = "/sys/module/touch/boost";
 
-    std::string withForkAndTouch(const std::string& rootAttributes = "") {
+    std::string withForkAndTouch() {
         mTree.write(kFork, "0");
         mTree.write(kTouch, "idle");
-        return "<backend " + rootAttributes + "><fork file=\"" + kFork +
+        return std::string("<backend strict=\"no\"><fork file=\"") + kFork +
                "\" on=\"1\" off=\"0\"/><item name=\"touch_boost\" file=\"" + kTouch +
                "\"/><item name=\"perf_mode\" file=\"/sys/module/touch/mode\" end-text=\"0\"/>"
                "</backend>";
@@ -31,33 +33,25 @@ protected:
 TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOriginalBack) {
     mTree.write("/sys/module/touch/mode", "auto");
     auto backend = start(withForkAndTouch());
-    EXPECT_EQ(set(*backend, {{BRISK_TAG_LITTLE_CPU_MIN, 900000},
-                             {BRISK_TAG_LITTLE_CPU_MAX, 1200000},
-                             {BRISK_TAG_BIG_CPU_MIN, 1000000},
-                             {BRISK_TAG_BIG_CPU_MAX, 2000000},
-                             {BRISK_TAG_GPU_MIN, 300000},
-                             {BRISK_TAG_GPU_MAX, 600000},
-                             {BRISK_TAG_IPA_ON_TEMP, 60000},
-                             {BRISK_TAG_IPA_CONTROL_TEMP, 75000},
-                             {BRISK_TAG_IPA_SUSTAINABLE_POWER, 2500},
-                             {BRISK_TAG_FORK_ON_BIG_CLUSTER, 1}}),
-              0);
-    // The GPU's kHz are written in Hz; the first passive trip switches on, the last controls.
-    expectTexts({{cpu(0, "min"), "900000"},
-                 {cpu(0, "max"), "1200000"},
-                 {cpu(4, "min"), "1000000"},
-                 {cpu(4, "max"), "2000000"},
-                 {gpu("min"), "300000000"},
-                 {gpu("max"), "600000000"},
-                 {trip(0), "60000"},
-                 {trip(1), "75000"},
-                 {"/sys/class/thermal/thermal_zone0/sustainable_power", "2500"},
-                 {kFork, "1"}});
-
-    // The hardware maxima, and what is in force, in configuration units.
-    EXPECT_EQ(get(*backend, BRISK_TAG_LITTLE_CPU_HW_MAX), 1800000);
-    EXPECT_EQ(get(*backend, BRISK_TAG_BIG_CPU_HW_MAX), 2400000);
-    EXPECT_EQ(get(*backend, BRISK_TAG_GPU_HW_MAX), 800000);
+    // Each tag in configuration units, and the file and text it writes: the GPU's
+    // kHz in Hz, the first passive trip switches IPA on, the last one controls.
+    const std::vector<std::tuple<int, int, std::string, std::string>> tags = {
+        {BRISK_TAG_LITTLE_CPU_MIN, 900000, cpu(0, "min"), "900000"},
+        {BRISK_TAG_LITTLE_CPU_MAX, 1200000, cpu(0, "max"), "1200000"},
+        {BRISK_TAG_BIG_CPU_MIN, 1000000, cpu(4, "min"), "1000000"},
+        {BRISK_TAG_BIG_CPU_MAX, 2000000, cpu(4, "max"), "2000000"},
+        {BRISK_TAG_GPU_MIN, 300000, gpu("min"), "300000000"},
+        {BRISK_TAG_GPU_MAX, 600000, gpu("max"), "600000000"},
+        {BRISK_TAG_IPA_ON_TEMP, 60000, trip(0), "60000"},
+        {BRISK_TAG_IPA_CONTROL_TEMP, 75000, trip(1), "75000"},
+        {BRISK_TAG_IPA_SUSTAINABLE_POWER, 2500,
+         "/sys/class/thermal/thermal_zone0/sustainable_power", "2500"},
+        {BRISK_TAG_FORK_ON_BIG_CLUSTER, 1, kFork, "1"}};
+    for (const auto& [tag, value, file, text] : tags) {
+        EXPECT_EQ(set(*backend, {{tag, value}}), 0);
+        EXPECT_EQ(mTree.read(file), text) << file;
+    }
+    // What is in force, in configuration units (the hardware maxima: LinuxDaemonTest).
     EXPECT_EQ(get(*backend, BRISK_TAG_GPU_MAX), 600000);
     EXPECT_EQ(get(*backend, BRISK_TAG_FORK_ON_BIG_CLUSTER), 1);
 
@@ -243,7 +237,7 @@ TEST_F(LinuxBackendTest, ABusyFileKeepsItsValueAndIsRetriedByTheNextCallAndTheTi
 
 TEST_F(LinuxBackendTest, AnAbsentCapabilityWarnsOnceUnlessTheDescriptionIsStrict) {
     LogCapture log;
-    mTree.chmod(trip(0), 0444);  // read-only trip: no switch-on temperature here
+    chmod(mTree.path(trip(0)).c_str(), 0444);  // read-only trip: no switch-on temperature here
     auto backend = start("<backend/>");
     Action step1 =
         step(4120, 0, {{BRISK_TAG_IPA_ON_TEMP, 60000}, {BRISK_TAG_LITTLE_CPU_MAX, 1000000}},

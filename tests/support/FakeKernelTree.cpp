@@ -48,10 +48,6 @@ std::string FakeKernelTree::read(const std::string& kernelPath) const {
     return text;
 }
 
-void FakeKernelTree::chmod(const std::string& kernelPath, int mode) {
-    ::chmod(path(kernelPath).c_str(), static_cast<mode_t>(mode));
-}
-
 void FakeKernelTree::addPolicy(int n, const std::vector<int>& cpus, long long capacity,
                                long long hwMaxKhz, long long hwMinKhz) {
     std::string dir = kPolicyDir + std::to_string(n);

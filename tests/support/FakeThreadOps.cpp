@@ -28,11 +28,6 @@ void FakeThreadOps::failSets(int error, int times) {
     mFaults = times;
 }
 
-int FakeThreadOps::sets() const {
-    std::lock_guard<std::mutex> lock(mMutex);
-    return mSets;
-}
-
 FakeThreadOps::Thread* FakeThreadOps::find(int tid) {
     auto found = mThreads.find(tid);
     return found == mThreads.end() ? nullptr : &found->second;
@@ -74,7 +69,6 @@ int FakeThreadOps::set(int tid, bool clamp, int value) {
     if (clamp && !mClampSupported) {
         return -EOPNOTSUPP;
     }
-    ++mSets;
     if (mFaults > 0) {
         --mFaults;
         return -mFault;

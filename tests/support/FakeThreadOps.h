@@ -16,7 +16,6 @@ public:
     int nice(int tid) const;
     // The next set calls (sched_setattr and setpriority alike) fail with `error`.
     void failSets(int error, int times = 1);
-    int sets() const;
 
     int getUtilClamp(int tid, unsigned* minimum, unsigned* maximum) override;
     int setUtilClampMin(int tid, unsigned minimum) override;
@@ -29,7 +28,7 @@ private:
         int nice = 0;
     };
     Thread* find(int tid);  // null when unknown
-    // sched_setattr (`clamp`) or setpriority: counted, and failed while faults remain.
+    // sched_setattr (`clamp`) or setpriority, failed while faults remain.
     int set(int tid, bool clamp, int value);
 
     mutable std::mutex mMutex;
@@ -37,5 +36,4 @@ private:
     std::map<int, Thread> mThreads;
     int mFault = 0;
     int mFaults = 0;
-    int mSets = 0;
 };
