@@ -99,8 +99,6 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
     const int lifted[] = {0, -1, 0, 0, -1, 0, -1, 0, 0, 0, 0, 0, 0, 0};
     constexpr int kCount = static_cast<int>(sizeof(tags) / sizeof(tags[0]));
     int read[kCount] = {};
-    const int begin = V::kBegin;
-    const int end = V::kEnd;
 
     backend.setConfig(kCount, tags, values);
     backend.getConfig(kCount, tags, read);
@@ -113,11 +111,11 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
                                {BRISK_TAG_GPU_MIN, 300000},
                                {BRISK_TAG_LITTLE_CPU_MAX, 1000000}},
                               items);
-    backend.doAction(&onOff, 1, &begin);
+    begin(backend, onOff);
     // Timed, but never long enough to run out within an input.
     const Action timed = step(
         100, 60000, {{BRISK_TAG_LITTLE_CPU_MIN, 900000}, {BRISK_TAG_IPA_CONTROL_TEMP, 70000}}, {});
-    backend.doAction(&timed, 1, &begin);
+    begin(backend, timed);
 
     int groups[BRISK_TAG_EAS_GROUP_LAST - BRISK_TAG_EAS_GROUP_FIRST + 1];
     const int levels[] = {40, 30, 20, 10, 0, -10, -20, 15};
@@ -132,10 +130,10 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
     const Action probe = step(V::kProbeCmdId, 0, {{BRISK_TAG_BIG_CPU_MIN, 1800000}},
                               {{LinuxBackend::kBoostMinimumItem, "600"}});
     backend.setProbeTarget(BackendFuzzTree::kThread, V::kBegin);
-    backend.doAction(&probe, 1, &begin);
+    begin(backend, probe);
 
     backend.setConfig(kCount, tags, lifted);
-    backend.doAction(&onOff, 1, &end);
+    end(backend, onOff);
     backend.getConfig(kCount, tags, read);
 }
 }  // namespace

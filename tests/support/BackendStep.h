@@ -6,6 +6,7 @@
 
 #include "config/Action.h"
 #include "config/Vocabulary.h"
+#include "platform/BriskPlat.h"
 
 // A step as the configuration gives it to a back-end: numeric pairs, then
 // platform items (tag 10) with their name and text.
@@ -27,4 +28,15 @@ inline Action step(int cmdId, int duration, const std::vector<std::pair<int, int
     }
     action.tagCount = static_cast<int>(action.tagValues.size() / 2);
     return action;
+}
+
+// The step's begin (or renewal) and its end, as the host sends them.
+inline int begin(PerfBackend& backend, const Action& action) {
+    const int payload = Vocabulary::kBegin;
+    return backend.doAction(&action, 1, &payload);
+}
+
+inline int end(PerfBackend& backend, const Action& action) {
+    const int payload = Vocabulary::kEnd;
+    return backend.doAction(&action, 1, &payload);
 }

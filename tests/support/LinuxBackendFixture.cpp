@@ -4,8 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "config/Vocabulary.h"
-
 LinuxBackendSettings LinuxBackendFixture::settings(const std::string& description) {
     LinuxBackendSettings result = mTree.settings();
     result.fileOps = mOps;
@@ -20,16 +18,6 @@ std::unique_ptr<LinuxBackend> LinuxBackendFixture::start(const std::string& desc
     auto backend = std::make_unique<LinuxBackend>(settings(description));
     EXPECT_EQ(backend->initialize(), 0);
     return backend;
-}
-
-int LinuxBackendFixture::begin(PerfBackend& backend, const Action& action) {
-    int payload = 0;
-    return backend.doAction(&action, 1, &payload);
-}
-
-int LinuxBackendFixture::end(PerfBackend& backend, const Action& action) {
-    int payload = Vocabulary::kEnd;
-    return backend.doAction(&action, 1, &payload);
 }
 
 int LinuxBackendFixture::set(PerfBackend& backend, const std::vector<std::pair<int, int>>& pairs) {

@@ -26,8 +26,6 @@ protected:
     // A back-end over the tree, initialised (the test fails if it is not).
     std::unique_ptr<LinuxBackend> start(const std::string& description = "");
 
-    static int begin(PerfBackend& backend, const Action& action);
-    static int end(PerfBackend& backend, const Action& action);
     static int set(PerfBackend& backend, const std::vector<std::pair<int, int>>& pairs);
     static int get(PerfBackend& backend, int tag);
     // Runs `apply` in a child process with a back-end of `settings` and kills it
