@@ -15,19 +15,10 @@ namespace {
 class LinuxBackendStressTest : public LinuxBackendFixture {};
 
 TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
-    const std::vector<std::string> files = {cpu(0, "min"), cpu(0, "max"), cpu(4, "min"),
-                                            cpu(4, "max"), gpu("min"),    gpu("max"),
-                                            trip(1)};
-    std::vector<std::string> originals;
-    for (const std::string& file : files) {
-        originals.push_back(mTree.read(file));
-    }
     mTree.addCgroups("/dev/cpuctl", 1, {"top-app", "background"}, true);
-    const std::vector<std::string> groupFiles = {"/dev/cpuctl/top-app/cpu.uclamp.min",
-                                                 "/dev/cpuctl/background/cpu.uclamp.max"};
-    for (const std::string& file : groupFiles) {
-        originals.push_back(mTree.read(file));
-    }
+    const Texts originals = texts(
+        {cpu(0, "min"), cpu(0, "max"), cpu(4, "min"), cpu(4, "max"), gpu("min"), gpu("max"),
+         trip(1), "/dev/cpuctl/top-app/cpu.uclamp.min", "/dev/cpuctl/background/cpu.uclamp.max"});
     for (int tid = 1000; tid < 1004; ++tid) {
         mTree.addThread(tid, 7000 + tid);
         mThreads->addThread(tid);
@@ -91,11 +82,7 @@ TEST_F(LinuxBackendStressTest, ConcurrentCallersLeaveTheMachineAsItWas) {
     }
     EXPECT_EQ(failures, 0);
     backend.reset();
-    std::vector<std::string> all = files;
-    all.insert(all.end(), groupFiles.begin(), groupFiles.end());
-    for (size_t i = 0; i < all.size(); ++i) {
-        EXPECT_EQ(mTree.read(all[i]), originals[i]) << all[i];
-    }
+    expectTexts(originals);
 }
 
 }  // namespace

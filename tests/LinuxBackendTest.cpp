@@ -2,13 +2,14 @@
 // holders of one file are combined, when writes are skipped or ordered, what
 // each kind of failure does, and how everything is put back on delete.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <thread>
+#include <tuple>
 
 #include "freq/FreqTags.h"
 #include "tests/support/LinuxBackendFixture.h"
-#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -19,54 +20,38 @@ protected:
     static constexpr const char* kFork = "/proc/sys/kernel/sched_fork_big";
     static constexpr const char* kTouch = "/sys/module/touch/boost";
 
-    std::string withForkAndTouch(const std::string& rootAttributes = "") {
+    std::string withForkAndTouch() {
         mTree.write(kFork, "0");
         mTree.write(kTouch, "idle");
-        return "<backend " + rootAttributes + "><fork file=\"" + kFork +
+        return std::string("<backend strict=\"no\"><fork file=\"") + kFork +
                "\" on=\"1\" off=\"0\"/><item name=\"touch_boost\" file=\"" + kTouch +
                "\"/><item name=\"perf_mode\" file=\"/sys/module/touch/mode\" end-text=\"0\"/>"
                "</backend>";
-    }
-
-    int linuxLines(LogCapture& log, int priority, const std::string& part) {
-        int n = 0;
-        for (const LogLine& line : log.lines()) {
-            n += line.tag == "brisk linux" && line.priority == priority &&
-                 line.text.find(part) != std::string::npos;
-        }
-        return n;
     }
 };
 
 TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOriginalBack) {
     mTree.write("/sys/module/touch/mode", "auto");
     auto backend = start(withForkAndTouch());
-    EXPECT_EQ(set(*backend, {{BRISK_TAG_LITTLE_CPU_MIN, 900000},
-                             {BRISK_TAG_LITTLE_CPU_MAX, 1200000},
-                             {BRISK_TAG_BIG_CPU_MIN, 1000000},
-                             {BRISK_TAG_BIG_CPU_MAX, 2000000},
-                             {BRISK_TAG_GPU_MIN, 300000},
-                             {BRISK_TAG_GPU_MAX, 600000},
-                             {BRISK_TAG_IPA_ON_TEMP, 60000},
-                             {BRISK_TAG_IPA_CONTROL_TEMP, 75000},
-                             {BRISK_TAG_IPA_SUSTAINABLE_POWER, 2500},
-                             {BRISK_TAG_FORK_ON_BIG_CLUSTER, 1}}),
-              0);
-    EXPECT_EQ(mTree.read(cpu(0, "min")), "900000");
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1200000");
-    EXPECT_EQ(mTree.read(cpu(4, "min")), "1000000");
-    EXPECT_EQ(mTree.read(cpu(4, "max")), "2000000");
-    EXPECT_EQ(mTree.read(gpu("min")), "300000000");  // kHz in, Hz out
-    EXPECT_EQ(mTree.read(gpu("max")), "600000000");
-    EXPECT_EQ(mTree.read(trip(0)), "60000");  // first passive trip
-    EXPECT_EQ(mTree.read(trip(1)), "75000");  // last passive trip
-    EXPECT_EQ(mTree.read("/sys/class/thermal/thermal_zone0/sustainable_power"), "2500");
-    EXPECT_EQ(mTree.read(kFork), "1");
-
-    // The hardware maxima, and what is in force, in configuration units.
-    EXPECT_EQ(get(*backend, BRISK_TAG_LITTLE_CPU_HW_MAX), 1800000);
-    EXPECT_EQ(get(*backend, BRISK_TAG_BIG_CPU_HW_MAX), 2400000);
-    EXPECT_EQ(get(*backend, BRISK_TAG_GPU_HW_MAX), 800000);
+    // Each tag in configuration units, and the file and text it writes: the GPU's
+    // kHz in Hz, the first passive trip switches IPA on, the last one controls.
+    const std::vector<std::tuple<int, int, std::string, std::string>> tags = {
+        {BRISK_TAG_LITTLE_CPU_MIN, 900000, cpu(0, "min"), "900000"},
+        {BRISK_TAG_LITTLE_CPU_MAX, 1200000, cpu(0, "max"), "1200000"},
+        {BRISK_TAG_BIG_CPU_MIN, 1000000, cpu(4, "min"), "1000000"},
+        {BRISK_TAG_BIG_CPU_MAX, 2000000, cpu(4, "max"), "2000000"},
+        {BRISK_TAG_GPU_MIN, 300000, gpu("min"), "300000000"},
+        {BRISK_TAG_GPU_MAX, 600000, gpu("max"), "600000000"},
+        {BRISK_TAG_IPA_ON_TEMP, 60000, trip(0), "60000"},
+        {BRISK_TAG_IPA_CONTROL_TEMP, 75000, trip(1), "75000"},
+        {BRISK_TAG_IPA_SUSTAINABLE_POWER, 2500,
+         "/sys/class/thermal/thermal_zone0/sustainable_power", "2500"},
+        {BRISK_TAG_FORK_ON_BIG_CLUSTER, 1, kFork, "1"}};
+    for (const auto& [tag, value, file, text] : tags) {
+        EXPECT_EQ(set(*backend, {{tag, value}}), 0);
+        EXPECT_EQ(mTree.read(file), text) << file;
+    }
+    // What is in force, in configuration units (the hardware maxima: LinuxDaemonTest).
     EXPECT_EQ(get(*backend, BRISK_TAG_GPU_MAX), 600000);
     EXPECT_EQ(get(*backend, BRISK_TAG_FORK_ON_BIG_CLUSTER), 1);
 
@@ -76,21 +61,17 @@ TEST_F(LinuxBackendTest, EachTagWritesItsFilesInTheirUnitsAndLiftingBringsTheOri
                              {BRISK_TAG_IPA_ON_TEMP, 0},
                              {BRISK_TAG_FORK_ON_BIG_CLUSTER, 0}}),
               0);
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000");
-    EXPECT_EQ(mTree.read(gpu("max")), "800000000");
-    EXPECT_EQ(mTree.read(trip(0)), "65000");
-    EXPECT_EQ(mTree.read(kFork), "0");
+    expectTexts(
+        {{cpu(0, "max"), "1800000"}, {gpu("max"), "800000000"}, {trip(0), "65000"}, {kFork, "0"}});
     EXPECT_EQ(get(*backend, BRISK_TAG_LITTLE_CPU_MAX), 1800000);  // the original again
 
     // Platform items: the step's text while held; at the end the original, or the
     // end text the description gives.
     Action scene = step(4120, 0, {}, {{"touch_boost", "fast"}, {"perf_mode", "game"}});
     EXPECT_EQ(begin(*backend, scene), 0);
-    EXPECT_EQ(mTree.read(kTouch), "fast");
-    EXPECT_EQ(mTree.read("/sys/module/touch/mode"), "game");
+    expectTexts({{kTouch, "fast"}, {"/sys/module/touch/mode", "game"}});
     EXPECT_EQ(end(*backend, scene), 0);
-    EXPECT_EQ(mTree.read(kTouch), "idle");
-    EXPECT_EQ(mTree.read("/sys/module/touch/mode"), "0");
+    expectTexts({{kTouch, "idle"}, {"/sys/module/touch/mode", "0"}});
     // An untimed on/off step's other pairs are the frequency manager's (setConfig):
     // its doAction holds the platform items alone.
     EXPECT_EQ(begin(*backend,
@@ -110,8 +91,7 @@ TEST_F(LinuxBackendTest, EveryHolderIsKeptAndTheTightestOrTheLatestIsInForce) {
     EXPECT_EQ(begin(*backend, floorB), 0);
     EXPECT_EQ(mTree.read(cpu(4, "min")), "1200000");  // a floor never above the ceiling
     EXPECT_EQ(end(*backend, capA), 0);
-    EXPECT_EQ(mTree.read(cpu(4, "max")), "1500000");
-    EXPECT_EQ(mTree.read(cpu(4, "min")), "1400000");
+    expectTexts({{cpu(4, "max"), "1500000"}, {cpu(4, "min"), "1400000"}});
     EXPECT_EQ(set(*backend, {{BRISK_TAG_BIG_CPU_MAX, 0}}), 0);
     EXPECT_EQ(mTree.read(cpu(4, "max")), "2400000");  // no holder: the original
     EXPECT_EQ(end(*backend, floorB), 0);
@@ -222,7 +202,7 @@ TEST_F(LinuxBackendTest, AHardFailureUndoesTheCallAndIsLoggedOncePerFileAndErrno
             set(*backend, {{BRISK_TAG_LITTLE_CPU_MAX, 1000000}, {BRISK_TAG_BIG_CPU_MAX, 1500000}}),
             -error);
         EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000") << "the call's first write is undone";
-        EXPECT_EQ(linuxLines(log, ANDROID_LOG_ERROR, strerror(error)), 1);
+        EXPECT_EQ(logged(log, ANDROID_LOG_ERROR, strerror(error)), 1);
         mOps->clearFaults();
     }
     // A failed step leaves the command's earlier request in force.
@@ -257,17 +237,16 @@ TEST_F(LinuxBackendTest, ABusyFileKeepsItsValueAndIsRetriedByTheNextCallAndTheTi
 
 TEST_F(LinuxBackendTest, AnAbsentCapabilityWarnsOnceUnlessTheDescriptionIsStrict) {
     LogCapture log;
-    mTree.chmod(trip(0), 0444);  // read-only trip: no switch-on temperature here
+    chmod(mTree.path(trip(0)).c_str(), 0444);  // read-only trip: no switch-on temperature here
     auto backend = start("<backend/>");
     Action step1 =
         step(4120, 0, {{BRISK_TAG_IPA_ON_TEMP, 60000}, {BRISK_TAG_LITTLE_CPU_MAX, 1000000}},
              {{"no_such_item", "1"}});
     EXPECT_EQ(begin(*backend, step1), 0);
     EXPECT_EQ(begin(*backend, step1), 0);
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1000000");
-    EXPECT_EQ(mTree.read(trip(0)), "65000");
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "thermal trip 0 of thermal_zone0 (read-only)"), 1);
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "no_such_item ignored: not in the back-end"), 1);
+    expectTexts({{cpu(0, "max"), "1000000"}, {trip(0), "65000"}});
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "thermal trip 0 of thermal_zone0 (read-only)"), 1);
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "no_such_item ignored: not in the back-end"), 1);
     backend.reset();
 
     mTree.write(cpu(0, "max"), "1800000");
@@ -294,7 +273,7 @@ TEST_F(LinuxBackendTest, DeletingPutsOriginalsBackNewestFirstExceptWhatAnotherWr
     EXPECT_EQ(writes(),
               (std::vector<std::string>{cpu(4, "max") + "=2400000", cpu(0, "max") + "=1800000"}));
     EXPECT_EQ(mTree.read(trip(1)), "72000");
-    EXPECT_EQ(linuxLines(log, ANDROID_LOG_WARN, "trip_point_1_temp: changed by another writer"), 1);
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "trip_point_1_temp: changed by another writer"), 1);
     EXPECT_EQ(mTree.read("/../state/journal"), "");  // removed
 
     // keep-on-exit: the values stay.

@@ -11,7 +11,6 @@
 
 #include "sched/SchedTags.h"
 #include "tests/support/LinuxBackendFixture.h"
-#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -32,13 +31,6 @@ protected:
         }
         return backend.doSchedLevelAction(8, tags, eight.data());
     }
-    int warnings(const LogCapture& log, const std::string& part) {
-        int n = 0;
-        for (const LogLine& line : log.lines()) {
-            n += line.priority == ANDROID_LOG_WARN && line.text.find(part) != std::string::npos;
-        }
-        return n;
-    }
 };
 
 TEST_F(LinuxGroupsTest, LevelsClimbTheLadderAndZeroGivesTheOriginalsBack) {
@@ -46,37 +38,38 @@ TEST_F(LinuxGroupsTest, LevelsClimbTheLadderAndZeroGivesTheOriginalsBack) {
     auto backend = start();
     // top-app 40, foreground 10, system-background -10, background -20.
     EXPECT_EQ(levels(*backend, {0, 0, 40, 0, 10, -10, 0, -20}), 0);
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.uclamp.min")), "50.00");
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.uclamp.max")), "max");
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.shares")), "2048");  // weight 200 on v1
-    EXPECT_EQ(mTree.read(group("foreground", "cpu.uclamp.min")), "10.00");
-    EXPECT_EQ(mTree.read(group("system-background", "cpu.uclamp.max")), "60.00");
-    EXPECT_EQ(mTree.read(group("background", "cpu.uclamp.max")), "30.00");
-    EXPECT_EQ(mTree.read(group("background", "cpu.shares")), "307");
+    expectTexts({{group("top-app", "cpu.uclamp.min"), "50.00"},
+                 {group("top-app", "cpu.uclamp.max"), "max"},
+                 {group("top-app", "cpu.shares"), "2048"},  // weight 200 on v1
+                 {group("foreground", "cpu.uclamp.min"), "10.00"},
+                 {group("system-background", "cpu.uclamp.max"), "60.00"},
+                 {group("background", "cpu.uclamp.max"), "30.00"},
+                 {group("background", "cpu.shares"), "307"}});
 
     // Between rungs: interpolated; 0 and unset: the originals again.
     EXPECT_EQ(levels(*backend, {0, 0, 35, 0, 5, SCHED_LEVEL_UNSET, 0, -15}), 0);
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.uclamp.min")), "42.50");
-    EXPECT_EQ(mTree.read(group("foreground", "cpu.uclamp.min")), "5.00");
-    EXPECT_EQ(mTree.read(group("system-background", "cpu.uclamp.max")), "max");
-    EXPECT_EQ(mTree.read(group("system-background", "cpu.shares")), "1024");
-    EXPECT_EQ(mTree.read(group("background", "cpu.uclamp.max")), "45.00");
+    expectTexts({{group("top-app", "cpu.uclamp.min"), "42.50"},
+                 {group("foreground", "cpu.uclamp.min"), "5.00"},
+                 {group("system-background", "cpu.uclamp.max"), "max"},
+                 {group("system-background", "cpu.shares"), "1024"},
+                 {group("background", "cpu.uclamp.max"), "45.00"}});
 
     // Beyond the ends: the nearest end, with one warning per level.
     LogCapture log;
     EXPECT_EQ(levels(*backend, {0, 0, 100, 0, 0, 0, 0, -50}), 0);
     EXPECT_EQ(levels(*backend, {0, 0, 100, 0, 0, 0, 0, -50}), 0);
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.uclamp.min")), "50.00");
-    EXPECT_EQ(mTree.read(group("background", "cpu.uclamp.max")), "30.00");
-    EXPECT_EQ(warnings(log, "scheduling level 100 lies beyond the ladder (-20..40)"), 1);
+    expectTexts({{group("top-app", "cpu.uclamp.min"), "50.00"},
+                 {group("background", "cpu.uclamp.max"), "30.00"}});
+    EXPECT_EQ(
+        logged(log, ANDROID_LOG_WARN, "scheduling level 100 lies beyond the ladder (-20..40)"), 1);
 
     // Nothing changed: not one system call.
     long calls = mOps->calls();
     EXPECT_EQ(levels(*backend, {0, 0, 100, 0, 0, 0, 0, -50}), 0);
     EXPECT_EQ(mOps->calls(), calls);
     backend.reset();
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.uclamp.min")), "0.00");
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.shares")), "1024");
+    expectTexts(
+        {{group("top-app", "cpu.uclamp.min"), "0.00"}, {group("top-app", "cpu.shares"), "1024"}});
 }
 
 TEST_F(LinuxGroupsTest, TheDescriptionMapsFoldersSetsTheLadderAndTheHmpGroups) {
@@ -94,21 +87,15 @@ TEST_F(LinuxGroupsTest, TheDescriptionMapsFoldersSetsTheLadderAndTheHmpGroups) {
     int hmp = BRISK_TAG_GROUP_HMP;
     int level = 10;
     EXPECT_EQ(backend->doSchedLevelAction(1, &hmp, &level), 0);
-    EXPECT_EQ(mTree.read("/sys/fs/cgroup/apps/top/cpu.uclamp.min"), "12.50");
-    EXPECT_EQ(mTree.read("/sys/fs/cgroup/apps/top/cpu.weight"), "300");
-    EXPECT_EQ(mTree.read("/sys/fs/cgroup/sys/cpu.uclamp.min"), "12.50");
-    EXPECT_EQ(mTree.read("/sys/fs/cgroup/apps/fg/cpu.uclamp.min"), "0.00");  // not an hmp group
-    std::string summary;
-    for (const LogLine& line : log.lines()) {
-        summary = line.text.compare(0, 7, "found: ") == 0 ? line.text : summary;
-    }
-    EXPECT_NE(summary.find("groups (cgroup v2 at /sys/fs/cgroup): apps/top (53)"),
-              std::string::npos)
-        << summary;
-    EXPECT_NE(summary.find("group root (54): the root group has no uclamp files"),
-              std::string::npos);
-    EXPECT_NE(summary.find("group background (58): no folder in the description"),
-              std::string::npos);
+    expectTexts({{"/sys/fs/cgroup/apps/top/cpu.uclamp.min", "12.50"},
+                 {"/sys/fs/cgroup/apps/top/cpu.weight", "300"},
+                 {"/sys/fs/cgroup/sys/cpu.uclamp.min", "12.50"},
+                 {"/sys/fs/cgroup/apps/fg/cpu.uclamp.min", "0.00"}});  // not an hmp group
+    const std::string found = summary(log);
+    EXPECT_NE(found.find("groups (cgroup v2 at /sys/fs/cgroup): apps/top (53)"), std::string::npos)
+        << found;
+    EXPECT_NE(found.find("group root (54): the root group has no uclamp files"), std::string::npos);
+    EXPECT_NE(found.find("group background (58): no folder in the description"), std::string::npos);
 }
 
 TEST_F(LinuxGroupsTest, AMountPointThatLeadsOutOfTheKernelRootIsNoMount) {
@@ -126,9 +113,9 @@ TEST_F(LinuxGroupsTest, WithoutUclampFilesLevelsSetTheWeightAloneWithOneWarning)
     auto backend = start();
     EXPECT_EQ(levels(*backend, {0, 0, 20, 0, 10, 0, 0, 0}), 0);
     EXPECT_EQ(levels(*backend, {0, 0, 30, 0, 10, 0, 0, 0}), 0);
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.shares")), "1638");  // weight 160
-    EXPECT_EQ(mTree.read(group("foreground", "cpu.shares")), "1177");
-    EXPECT_EQ(warnings(log, "levels set the weight alone"), 1);
+    expectTexts({{group("top-app", "cpu.shares"), "1638"},  // weight 160
+                 {group("foreground", "cpu.shares"), "1177"}});
+    EXPECT_EQ(logged(log, ANDROID_LOG_WARN, "levels set the weight alone"), 1);
 }
 
 TEST_F(LinuxGroupsTest, ACallAppliesAllItsLevelsOrNone) {
@@ -137,8 +124,8 @@ TEST_F(LinuxGroupsTest, ACallAppliesAllItsLevelsOrNone) {
     EXPECT_EQ(levels(*backend, {0, 0, 10, 0, 10, 0, 0, 0}), 0);
     mOps->fail("background/cpu.uclamp.max", FaultyFileOps::Op::Write, EACCES, 1);
     EXPECT_EQ(levels(*backend, {0, 0, 30, 0, 20, 0, 0, -10}), -EACCES);
-    EXPECT_EQ(mTree.read(group("top-app", "cpu.uclamp.min")), "10.00");
-    EXPECT_EQ(mTree.read(group("foreground", "cpu.uclamp.min")), "10.00");
+    expectTexts({{group("top-app", "cpu.uclamp.min"), "10.00"},
+                 {group("foreground", "cpu.uclamp.min"), "10.00"}});
     // Unmapped groups are no failure, unless the description is strict.
     EXPECT_EQ(levels(*backend, {20, 0, 30, 0, 20, 0, 0, -10}), 0);
     backend.reset();

@@ -2,8 +2,7 @@
 // changed is put back by the next one (or by --restore), in the same boot only,
 // and two back-ends never drive one machine.
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -12,7 +11,6 @@
 #include "platform/select/PlatformSelector.h"
 #include "sched/SchedTags.h"
 #include "tests/support/LinuxBackendFixture.h"
-#include "tests/support/LogCapture.h"
 
 namespace {
 
@@ -28,9 +26,9 @@ protected:
                        {{BRISK_TAG_LITTLE_CPU_MAX, 1000000}, {BRISK_TAG_GPU_MAX, 300000}}) == 0 &&
                    backend.doSchedLevelAction(1, &tag, &level) == 0;
         }));
-        ASSERT_EQ(mTree.read(cpu(0, "max")), "1000000");
-        ASSERT_EQ(mTree.read(gpu("max")), "300000000");
-        ASSERT_EQ(mTree.read(kTopAppMin), "50.00");
+        ASSERT_EQ(
+            texts({cpu(0, "max"), gpu("max"), kTopAppMin}),
+            (Texts{{cpu(0, "max"), "1000000"}, {gpu("max"), "300000000"}, {kTopAppMin, "50.00"}}));
     }
 
     void SetUp() override {
@@ -38,6 +36,7 @@ protected:
         mTree.addCgroups("/dev/cpuctl", 1, {"top-app"}, true);
     }
     static constexpr const char* kTopAppMin = "/dev/cpuctl/top-app/cpu.uclamp.min";
+    static constexpr const char* kJournal = "/../state/journal";  // beside the kernel root
 
     std::string journal() const { return mTree.stateDir() + "/journal"; }
 };
@@ -47,9 +46,7 @@ TEST_F(LinuxRecoveryTest, TheNextBackEndPutsBackWhatAKilledOneLeftChanged) {
     EXPECT_EQ(access(journal().c_str(), F_OK), 0);
     LogCapture log;
     auto next = start();
-    EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000");
-    EXPECT_EQ(mTree.read(gpu("max")), "800000000");
-    EXPECT_EQ(mTree.read(kTopAppMin), "0.00");
+    expectTexts({{cpu(0, "max"), "1800000"}, {gpu("max"), "800000000"}, {kTopAppMin, "0.00"}});
     EXPECT_NE(access(journal().c_str(), F_OK), 0);  // it starts afresh
     // The newest change is put back first.
     EXPECT_EQ(writes(),
@@ -86,23 +83,16 @@ TEST_F(LinuxRecoveryTest, AJournalOfAnotherBootOrOneThatCannotBeTrustedIsNotRepl
     afterReboot.reset();
 
     // Written by someone else than the back-end's user, or garbage: set aside.
-    mkdir(mTree.stateDir().c_str(), 0700);
-    FILE* planted = fopen(journal().c_str(), "w");
-    fputs("brisk-linux-journal 1\nboot =x\nowner 1 1\nrollback yes\nfile =/etc/passwd =x\n",
-          planted);
-    fclose(planted);
+    mTree.write(kJournal,
+                "brisk-linux-journal 1\nboot =x\nowner 1 1\nrollback yes\nfile =/etc/passwd =x");
     chmod(journal().c_str(), 0666);
     auto careful = start();
     EXPECT_EQ(access((journal() + ".unusable").c_str(), F_OK), 0);
     careful.reset();
     // A journal entry outside the kernel's tunables is never written.
-    chmod(journal().c_str(), 0600);
-    planted = fopen(journal().c_str(), "w");
-    fputs(
-        "brisk-linux-journal 1\nboot =99999999-0000-0000-0000-000000000000\nowner 1 1\n"
-        "rollback yes\nfile =/etc/passwd =x\n",
-        planted);
-    fclose(planted);
+    mTree.write(kJournal,
+                "brisk-linux-journal 1\nboot =99999999-0000-0000-0000-000000000000\nowner 1 1\n"
+                "rollback yes\nfile =/etc/passwd =x");
     chmod(journal().c_str(), 0600);
     std::vector<std::string> report;
     EXPECT_FALSE(PlatformSelector::restoreLinuxBackend(settings(), &report));

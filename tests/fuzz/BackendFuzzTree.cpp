@@ -6,14 +6,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
-#include "config/Action.h"
-#include "config/Vocabulary.h"
 #include "freq/FreqTags.h"
 #include "platform/linux/LinuxBackend.h"
 #include "platform/linux/SystemFileOps.h"
 #include "sched/SchedTags.h"
 #include "tests/fuzz/FuzzHost.h"
+#include "tests/support/BackendStep.h"
 #include "tests/support/FakeThreadOps.h"
 
 using V = Vocabulary;
@@ -23,17 +24,14 @@ const char kJournal[] = "journal";
 const char kThreads[] = "threads";
 // This process's /proc/<pid>/stat in the tree, which names the journals' owner.
 const char kSelfStat[] = "self-stat";
-const std::vector<std::string> kGroups = {"top-app", "foreground", "system-background",
-                                          "background"};
 
-// `path` with "." and ".." parts resolved, as the kernel would walk it (the
-// tree has no symbolic links).
+// `path` with "." and ".." resolved, as the kernel walks it (the tree has no links).
 std::string lexicallyNormal(const std::string& path) {
     return std::filesystem::path(path).lexically_normal().string();
 }
 
-// The real system calls, except that a change outside `allowed` (the tree and its
-// state folder) stops the process: the back-end must never leave its kernel root.
+// The real system calls, except that a change outside `allowed` stops the
+// process: the back-end must never leave its kernel root.
 class FencedFileOps : public SystemFileOps {
 public:
     explicit FencedFileOps(std::string allowed) : mAllowed(std::move(allowed) + "/") {}
@@ -74,36 +72,10 @@ void writeWhole(const std::string& path, std::string_view text) {
     FuzzHost::writeFile(path, reinterpret_cast<const uint8_t*>(text.data()), text.size());
 }
 
-// The file's bytes, or "" when there is none.
 std::string readWhole(const std::string& path) {
-    std::string text;
-    FILE* file = fopen(path.c_str(), "rb");
-    if (file != nullptr) {
-        char buffer[4096];
-        for (size_t n; (n = fread(buffer, 1, sizeof(buffer), file)) > 0;) {
-            text.append(buffer, n);
-        }
-        fclose(file);
-    }
-    return text;
-}
-
-Action step(int cmdId, int duration, const std::vector<std::pair<int, int>>& pairs,
-            const std::vector<std::pair<std::string, std::string>>& items) {
-    Action action;
-    action.cmdId = cmdId;
-    action.name = "fuzz";
-    action.duration = duration;
-    for (const auto& pair : pairs) {
-        action.tagValues.insert(action.tagValues.end(), {pair.first, pair.second});
-        action.keyValues.insert(action.keyValues.end(), {"tag", std::to_string(pair.second)});
-    }
-    for (const auto& item : items) {
-        action.tagValues.insert(action.tagValues.end(), {V::kPlatformItemTag, 1});
-        action.keyValues.insert(action.keyValues.end(), {item.first, item.second});
-    }
-    action.tagCount = static_cast<int>(action.tagValues.size() / 2);
-    return action;
+    std::stringstream all;
+    all << std::ifstream(path, std::ios::binary).rdbuf();
+    return all.str();
 }
 
 // Every kind of call, with values that move every file of the tree.
@@ -127,8 +99,6 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
     const int lifted[] = {0, -1, 0, 0, -1, 0, -1, 0, 0, 0, 0, 0, 0, 0};
     constexpr int kCount = static_cast<int>(sizeof(tags) / sizeof(tags[0]));
     int read[kCount] = {};
-    const int begin = V::kBegin;
-    const int end = V::kEnd;
 
     backend.setConfig(kCount, tags, values);
     backend.getConfig(kCount, tags, read);
@@ -141,11 +111,11 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
                                {BRISK_TAG_GPU_MIN, 300000},
                                {BRISK_TAG_LITTLE_CPU_MAX, 1000000}},
                               items);
-    backend.doAction(&onOff, 1, &begin);
+    begin(backend, onOff);
     // Timed, but never long enough to run out within an input.
     const Action timed = step(
         100, 60000, {{BRISK_TAG_LITTLE_CPU_MIN, 900000}, {BRISK_TAG_IPA_CONTROL_TEMP, 70000}}, {});
-    backend.doAction(&timed, 1, &begin);
+    begin(backend, timed);
 
     int groups[BRISK_TAG_EAS_GROUP_LAST - BRISK_TAG_EAS_GROUP_FIRST + 1];
     const int levels[] = {40, 30, 20, 10, 0, -10, -20, 15};
@@ -154,17 +124,16 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
     }
     backend.doSchedLevelAction(8, groups, levels);
     const int hmp = BRISK_TAG_GROUP_HMP;
-    const int hmpLevel = 20;
-    backend.doSchedLevelAction(1, &hmp, &hmpLevel);
+    backend.doSchedLevelAction(1, &hmp, &levels[2]);
 
     // A boosted thread, held while the back-end "crashes".
     const Action probe = step(V::kProbeCmdId, 0, {{BRISK_TAG_BIG_CPU_MIN, 1800000}},
                               {{LinuxBackend::kBoostMinimumItem, "600"}});
     backend.setProbeTarget(BackendFuzzTree::kThread, V::kBegin);
-    backend.doAction(&probe, 1, &begin);
+    begin(backend, probe);
 
     backend.setConfig(kCount, tags, lifted);
-    backend.doAction(&onOff, 1, &end);
+    end(backend, onOff);
     backend.getConfig(kCount, tags, read);
 }
 }  // namespace
@@ -186,21 +155,18 @@ BackendFuzzTree& BackendFuzzTree::instance() {
 
 BackendFuzzTree::BackendFuzzTree() {
     FuzzHost::quietOutputs();
-    build();
-}
-
-void BackendFuzzTree::build() {
+    const std::vector<std::string> groups = {"top-app", "foreground", "system-background",
+                                             "background"};
     mTree.buildBigLittle();
     mTree.write(std::string(FakeKernelTree::kPolicyDir) + "4/scaling_governor", "schedutil");
     mTree.write("/proc/sys/kernel/sched_child_runs_first", "0");
     mTree.write("/sys/module/touch_booster/parameters/enable", "0");
     mTree.addThread(kThread, 5000);
-    mTree.write("/proc/" + std::to_string(getpid()) + "/stat",
-                std::to_string(getpid()) + " (fuzz) S 1 1 1 0 -1 0 0 0 0 0 0 0 0 0 20 0 1 0 300");
+    mTree.addThread(getpid(), 300);
     // Both cgroup versions: discovery takes /dev/cpuctl first, cgroup v2 when a
     // mount table lacks it.
-    mTree.addCgroups("/sys/fs/cgroup", 2, kGroups, true);
-    mTree.addCgroups("/dev/cpuctl", 1, kGroups, true);
+    mTree.addCgroups("/sys/fs/cgroup", 2, groups, true);
+    mTree.addCgroups("/dev/cpuctl", 1, groups, true);
     mTree.write("/proc/self/mountinfo",
                 "22 1 0:20 / /sys rw,nosuid - sysfs sysfs rw\n"
                 "30 22 0:26 / /sys/fs/cgroup rw,nosuid shared:4 - cgroup2 cgroup2 rw\n"
@@ -228,31 +194,22 @@ void BackendFuzzTree::reset() {
     std::filesystem::remove_all(mTree.stateDir(), ignored);
 }
 
-std::string BackendFuzzTree::pathOf(std::string_view name) const {
-    auto found = mNames.find(name);
-    return found != mNames.end() ? found->second : std::string();
-}
-
 void BackendFuzzTree::apply(std::string_view input) {
-    size_t at = input.find('@');
-    while (at != std::string_view::npos) {
+    for (size_t at = input.find('@'); at != std::string_view::npos;) {
         const size_t nameEnd = std::min(input.find('\n', at), input.size());
         std::string_view name = input.substr(at + 1, nameEnd - at - 1);
-        const size_t next = input.find("\n@", nameEnd);
-        const size_t textStart = std::min(nameEnd + 1, input.size());
-        std::string_view text =
-            input.substr(textStart, (next == std::string_view::npos ? input.size() : next) -
-                                        std::min(textStart, next));
+        const size_t next = std::min(input.find("\n@", nameEnd), input.size());
+        const size_t textStart = std::min(nameEnd + 1, next);
         const bool remove = !name.empty() && name[0] == '-';
-        const std::string path = pathOf(remove ? name.substr(1) : name);
-        if (!path.empty() && remove) {
-            unlink(path.c_str());
-        } else if (!path.empty()) {
+        auto found = mNames.find(remove ? name.substr(1) : name);
+        if (found != mNames.end() && remove) {
+            unlink(found->second.c_str());
+        } else if (found != mNames.end()) {
             // The journals live in the state folder, which the back-end makes.
             ::mkdir(mTree.stateDir().c_str(), 0700);
-            writeWhole(path, text);
+            writeWhole(found->second, input.substr(textStart, next - textStart));
         }
-        at = next == std::string_view::npos ? next : next + 1;
+        at = next == input.size() ? std::string_view::npos : next + 1;
     }
 }
 
@@ -261,22 +218,16 @@ std::string BackendFuzzTree::writeDescription(std::string_view text) {
     return mDescriptionPath;
 }
 
-LinuxBackendSettings BackendFuzzTree::settings(const std::string& descriptionFile) const {
-    LinuxBackendSettings settings = mTree.settings();
-    settings.descriptionFile = descriptionFile;
-    // The tree's folder: its root and its state folder.
-    static const std::shared_ptr<FileOps> ops = std::make_shared<FencedFileOps>(
-        lexicallyNormal(mTree.root().substr(0, mTree.root().rfind('/'))));
-    settings.fileOps = ops;
-    return settings;
-}
-
 void BackendFuzzTree::exercise(const std::string& descriptionFile,
                                const std::vector<std::string>& itemNames) {
     auto threads = std::make_shared<FakeThreadOps>();
     threads->addThread(kThread);
-    LinuxBackendSettings settings = this->settings(descriptionFile);
+    LinuxBackendSettings settings = mTree.settings();
+    settings.descriptionFile = descriptionFile;
     settings.threadOps = threads;
+    // The tree's folder: its root and its state folder.
+    settings.fileOps = std::make_shared<FencedFileOps>(
+        lexicallyNormal(mTree.root().substr(0, mTree.root().rfind('/'))));
     std::string journal;
     std::string boosts;
     {
@@ -286,20 +237,20 @@ void BackendFuzzTree::exercise(const std::string& descriptionFile,
         }
         drive(backend, itemNames);
         // What a crash at this point would leave behind.
-        journal = readWhole(pathOf(kJournal));
-        boosts = readWhole(pathOf(kThreads));
+        journal = readWhole(mNames[kJournal]);
+        boosts = readWhole(mNames[kThreads]);
     }
     if (journal.empty() && boosts.empty()) {
         return;
     }
     if (!journal.empty()) {
-        writeWhole(pathOf(kJournal), journal);
+        writeWhole(mNames[kJournal], journal);
     }
     if (!boosts.empty()) {
-        writeWhole(pathOf(kThreads), boosts);
+        writeWhole(mNames[kThreads], boosts);
     }
     // The owner no longer runs: the next back-end replays both journals.
-    unlink(pathOf(kSelfStat).c_str());
+    unlink(mNames[kSelfStat].c_str());
     LinuxBackend next(settings);
     next.initialize();
 }

@@ -4,19 +4,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-
-namespace {
-void makeDirs(const std::string& path) {
-    for (size_t slash = path.find('/', 1); slash != std::string::npos;
-         slash = path.find('/', slash + 1)) {
-        mkdir(path.substr(0, slash).c_str(), 0755);
-    }
-    mkdir(path.c_str(), 0755);
-}
-}  // namespace
 
 std::string FakeKernelTree::defaultBase() {
     struct stat info {};
@@ -31,19 +22,18 @@ FakeKernelTree::FakeKernelTree(const std::string& base) {
     mDir = pattern;
     mRoot = mDir + "/root";
     mState = mDir + "/state";
-    makeDirs(mRoot);
+    std::filesystem::create_directories(mRoot);
 }
 
 FakeKernelTree::~FakeKernelTree() {
-    std::string command = "rm -rf '" + mDir + "'";
-    if (system(command.c_str()) != 0) {
-        fprintf(stderr, "could not remove %s\n", mDir.c_str());
-    }
+    std::error_code ignored;
+    std::filesystem::remove_all(mDir, ignored);
 }
 
 void FakeKernelTree::write(const std::string& kernelPath, const std::string& text) {
     std::string full = path(kernelPath);
-    makeDirs(full.substr(0, full.rfind('/')));
+    std::error_code ignored;  // a folder there already, or a path that leads out on purpose
+    std::filesystem::create_directories(full.substr(0, full.rfind('/')), ignored);
     std::ofstream(full, std::ios::trunc) << text << "\n";
 }
 
@@ -56,10 +46,6 @@ std::string FakeKernelTree::read(const std::string& kernelPath) const {
         text.pop_back();
     }
     return text;
-}
-
-void FakeKernelTree::chmod(const std::string& kernelPath, int mode) {
-    ::chmod(path(kernelPath).c_str(), static_cast<mode_t>(mode));
 }
 
 void FakeKernelTree::addPolicy(int n, const std::vector<int>& cpus, long long capacity,

@@ -27,7 +27,6 @@ public:
     void write(const std::string& kernelPath, const std::string& text);
     // The file's text without its trailing line end.
     std::string read(const std::string& kernelPath) const;
-    void chmod(const std::string& kernelPath, int mode);
 
     // cpufreq policy N with its CPUs' capacity; min and max start at the bounds.
     void addPolicy(int n, const std::vector<int>& cpus, long long capacity, long long hwMaxKhz,

@@ -12,21 +12,14 @@ void FakeThreadOps::addThread(int tid, unsigned clampMin, int nice) {
     mThreads[tid] = Thread{clampMin, nice};
 }
 
-void FakeThreadOps::removeThread(int tid) {
-    std::lock_guard<std::mutex> lock(mMutex);
-    mThreads.erase(tid);
-}
-
 unsigned FakeThreadOps::clampMin(int tid) const {
     std::lock_guard<std::mutex> lock(mMutex);
-    auto found = mThreads.find(tid);
-    return found == mThreads.end() ? 0 : found->second.clampMin;
+    return mThreads.count(tid) != 0 ? mThreads.at(tid).clampMin : 0;
 }
 
 int FakeThreadOps::nice(int tid) const {
     std::lock_guard<std::mutex> lock(mMutex);
-    auto found = mThreads.find(tid);
-    return found == mThreads.end() ? 0 : found->second.nice;
+    return mThreads.count(tid) != 0 ? mThreads.at(tid).nice : 0;
 }
 
 void FakeThreadOps::failSets(int error, int times) {
@@ -35,67 +28,55 @@ void FakeThreadOps::failSets(int error, int times) {
     mFaults = times;
 }
 
-int FakeThreadOps::sets() const {
-    std::lock_guard<std::mutex> lock(mMutex);
-    return mSets;
-}
-
-int FakeThreadOps::takeFault() {
-    ++mSets;
-    if (mFaults <= 0) {
-        return 0;
-    }
-    --mFaults;
-    return -mFault;
+FakeThreadOps::Thread* FakeThreadOps::find(int tid) {
+    auto found = mThreads.find(tid);
+    return found == mThreads.end() ? nullptr : &found->second;
 }
 
 int FakeThreadOps::getUtilClamp(int tid, unsigned* minimum, unsigned* maximum) {
     std::lock_guard<std::mutex> lock(mMutex);
-    auto found = mThreads.find(tid);
-    if (found == mThreads.end()) {
+    Thread* thread = find(tid);
+    if (thread == nullptr) {
         return -ESRCH;
     }
     // Like a kernel without util clamping, an unsupported clamp reads 0/0.
-    *minimum = mClampSupported ? found->second.clampMin : 0;
+    *minimum = mClampSupported ? thread->clampMin : 0;
     *maximum = mClampSupported ? 1024 : 0;
-    return 0;
-}
-
-int FakeThreadOps::setUtilClampMin(int tid, unsigned minimum) {
-    std::lock_guard<std::mutex> lock(mMutex);
-    auto found = mThreads.find(tid);
-    if (found == mThreads.end()) {
-        return -ESRCH;
-    }
-    if (!mClampSupported) {
-        return -EOPNOTSUPP;
-    }
-    if (int error = takeFault()) {
-        return error;
-    }
-    found->second.clampMin = minimum;
     return 0;
 }
 
 int FakeThreadOps::getNice(int tid, int* nice) {
     std::lock_guard<std::mutex> lock(mMutex);
-    auto found = mThreads.find(tid);
-    if (found == mThreads.end()) {
-        return -ESRCH;
-    }
-    *nice = found->second.nice;
-    return 0;
+    Thread* thread = find(tid);
+    *nice = thread != nullptr ? thread->nice : 0;
+    return thread != nullptr ? 0 : -ESRCH;
+}
+
+int FakeThreadOps::setUtilClampMin(int tid, unsigned minimum) {
+    return set(tid, true, static_cast<int>(minimum));
 }
 
 int FakeThreadOps::setNice(int tid, int nice) {
+    return set(tid, false, nice);
+}
+
+int FakeThreadOps::set(int tid, bool clamp, int value) {
     std::lock_guard<std::mutex> lock(mMutex);
-    auto found = mThreads.find(tid);
-    if (found == mThreads.end()) {
+    Thread* thread = find(tid);
+    if (thread == nullptr) {
         return -ESRCH;
     }
-    if (int error = takeFault()) {
-        return error;
+    if (clamp && !mClampSupported) {
+        return -EOPNOTSUPP;
     }
-    found->second.nice = nice;
+    if (mFaults > 0) {
+        --mFaults;
+        return -mFault;
+    }
+    if (clamp) {
+        thread->clampMin = static_cast<unsigned>(value);
+    } else {
+        thread->nice = value;
+    }
     return 0;
 }

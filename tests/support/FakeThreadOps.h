@@ -12,12 +12,10 @@ class FakeThreadOps : public ThreadOps {
 public:
     void setClampSupported(bool supported);
     void addThread(int tid, unsigned clampMin = 0, int nice = 0);
-    void removeThread(int tid);
     unsigned clampMin(int tid) const;
     int nice(int tid) const;
     // The next set calls (sched_setattr and setpriority alike) fail with `error`.
     void failSets(int error, int times = 1);
-    int sets() const;
 
     int getUtilClamp(int tid, unsigned* minimum, unsigned* maximum) override;
     int setUtilClampMin(int tid, unsigned minimum) override;
@@ -26,15 +24,16 @@ public:
 
 private:
     struct Thread {
-        unsigned clampMin;
-        int nice;
+        unsigned clampMin = 0;
+        int nice = 0;
     };
-    int takeFault();
+    Thread* find(int tid);  // null when unknown
+    // sched_setattr (`clamp`) or setpriority, failed while faults remain.
+    int set(int tid, bool clamp, int value);
 
     mutable std::mutex mMutex;
     bool mClampSupported = true;
     std::map<int, Thread> mThreads;
     int mFault = 0;
     int mFaults = 0;
-    int mSets = 0;
 };

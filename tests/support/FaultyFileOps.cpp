@@ -28,10 +28,6 @@ int FaultyFileOps::writes(const std::string& pathEnd) const {
     return n;
 }
 
-int FaultyFileOps::totalWrites() const {
-    return writes("");
-}
-
 long FaultyFileOps::calls() const {
     std::lock_guard<std::mutex> lock(mMutex);
     return mCalls;
@@ -68,122 +64,45 @@ int FaultyFileOps::takeFault(const std::string& path, Op op) {
     return 0;
 }
 
-std::string FaultyFileOps::pathOf(int fd) const {
-    auto found = mPaths.find(fd);
-    return found == mPaths.end() ? "" : found->second;
-}
-
+// The system calls themselves run outside the lock, as the back-end's threads
+// would make them.
 int FaultyFileOps::open(const std::string& path, int flags, mode_t mode) {
     {
         std::lock_guard<std::mutex> lock(mMutex);
         ++mCalls;
-        bool writing = (flags & O_ACCMODE) != O_RDONLY;
-        if (int error = takeFault(path, writing ? Op::Open : Op::Read)) {
+        if (int error = (flags & O_ACCMODE) != O_RDONLY ? takeFault(path, Op::Open) : 0) {
             return -error;
         }
     }
     int fd = SystemFileOps::open(path, flags, mode);
-    if (fd >= 0) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mPaths[fd] = path;
-    }
+    std::lock_guard<std::mutex> lock(mMutex);
+    mPaths[fd] = path;
     return fd;
 }
 
 int FaultyFileOps::close(int fd) {
     {
         std::lock_guard<std::mutex> lock(mMutex);
-        ++mCalls;
         mPaths.erase(fd);
     }
-    return SystemFileOps::close(fd);
-}
-
-ssize_t FaultyFileOps::pread(int fd, void* buffer, size_t size, off_t offset) {
-    {
-        std::lock_guard<std::mutex> lock(mMutex);
-        ++mCalls;
-        if (int error = takeFault(pathOf(fd), Op::Read)) {
-            return -error;
-        }
-    }
-    return SystemFileOps::pread(fd, buffer, size, offset);
+    return counted(SystemFileOps::close(fd));
 }
 
 ssize_t FaultyFileOps::pwrite(int fd, const void* buffer, size_t size, off_t offset) {
+    std::string path;
     {
         std::lock_guard<std::mutex> lock(mMutex);
         ++mCalls;
-        std::string path = pathOf(fd);
+        path = mPaths[fd];
         ++mWrites[path];
         if (int error = takeFault(path, Op::Write)) {
             return -error;
         }
     }
     ssize_t n = SystemFileOps::pwrite(fd, buffer, size, offset);
+    std::lock_guard<std::mutex> lock(mMutex);
     if (n >= 0) {
-        std::lock_guard<std::mutex> lock(mMutex);
-        mLog.emplace_back(pathOf(fd), std::string(static_cast<const char*>(buffer), size));
+        mLog.emplace_back(path, std::string(static_cast<const char*>(buffer), size));
     }
     return n;
-}
-
-int FaultyFileOps::fsync(int fd) {
-    count();
-    return SystemFileOps::fsync(fd);
-}
-
-int FaultyFileOps::ftruncate(int fd, off_t size) {
-    count();
-    return SystemFileOps::ftruncate(fd, size);
-}
-
-int FaultyFileOps::fstat(int fd, struct stat* out) {
-    count();
-    return SystemFileOps::fstat(fd, out);
-}
-
-int FaultyFileOps::fstatfs(int fd, struct statfs* out) {
-    count();
-    return SystemFileOps::fstatfs(fd, out);
-}
-
-int FaultyFileOps::stat(const std::string& path, struct stat* out) {
-    count();
-    return SystemFileOps::stat(path, out);
-}
-
-void FaultyFileOps::count() {
-    std::lock_guard<std::mutex> lock(mMutex);
-    ++mCalls;
-}
-
-int FaultyFileOps::flock(int fd, int operation) {
-    count();
-    return SystemFileOps::flock(fd, operation);
-}
-
-int FaultyFileOps::rename(const std::string& from, const std::string& to) {
-    count();
-    return SystemFileOps::rename(from, to);
-}
-
-int FaultyFileOps::unlink(const std::string& path) {
-    count();
-    return SystemFileOps::unlink(path);
-}
-
-int FaultyFileOps::mkdir(const std::string& path, mode_t mode) {
-    count();
-    return SystemFileOps::mkdir(path, mode);
-}
-
-int FaultyFileOps::listDir(const std::string& path, std::vector<std::string>* names) {
-    count();
-    return SystemFileOps::listDir(path, names);
-}
-
-int FaultyFileOps::readLink(const std::string& path, std::string* target) {
-    count();
-    return SystemFileOps::readLink(path, target);
 }

@@ -4,8 +4,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "config/Vocabulary.h"
-
 LinuxBackendSettings LinuxBackendFixture::settings(const std::string& description) {
     LinuxBackendSettings result = mTree.settings();
     result.fileOps = mOps;
@@ -20,37 +18,6 @@ std::unique_ptr<LinuxBackend> LinuxBackendFixture::start(const std::string& desc
     auto backend = std::make_unique<LinuxBackend>(settings(description));
     EXPECT_EQ(backend->initialize(), 0);
     return backend;
-}
-
-Action LinuxBackendFixture::step(int cmdId, int duration,
-                                 const std::vector<std::pair<int, int>>& pairs,
-                                 const std::vector<std::pair<std::string, std::string>>& items) {
-    Action action;
-    action.cmdId = cmdId;
-    action.name = "test";
-    action.duration = duration;
-    for (const auto& pair : pairs) {
-        const char* name = Vocabulary::nameForTag(pair.first);
-        action.tagValues.insert(action.tagValues.end(), {pair.first, pair.second});
-        action.keyValues.insert(action.keyValues.end(),
-                                {name != nullptr ? name : "tag", std::to_string(pair.second)});
-    }
-    for (const auto& item : items) {
-        action.tagValues.insert(action.tagValues.end(), {Vocabulary::kPlatformItemTag, 1});
-        action.keyValues.insert(action.keyValues.end(), {item.first, item.second});
-    }
-    action.tagCount = static_cast<int>(action.tagValues.size() / 2);
-    return action;
-}
-
-int LinuxBackendFixture::begin(PerfBackend& backend, const Action& action) {
-    int payload = 0;
-    return backend.doAction(&action, 1, &payload);
-}
-
-int LinuxBackendFixture::end(PerfBackend& backend, const Action& action) {
-    int payload = Vocabulary::kEnd;
-    return backend.doAction(&action, 1, &payload);
 }
 
 int LinuxBackendFixture::set(PerfBackend& backend, const std::vector<std::pair<int, int>>& pairs) {
@@ -80,6 +47,36 @@ std::string LinuxBackendFixture::gpu(const char* bound) {
 
 std::string LinuxBackendFixture::trip(int k) {
     return std::string(FakeKernelTree::kZoneDir) + "0/trip_point_" + std::to_string(k) + "_temp";
+}
+
+LinuxBackendFixture::Texts LinuxBackendFixture::texts(const std::vector<std::string>& paths) const {
+    Texts result;
+    for (const std::string& path : paths) {
+        result.emplace_back(path, mTree.read(path));
+    }
+    return result;
+}
+
+void LinuxBackendFixture::expectTexts(const Texts& expected) const {
+    for (const auto& file : expected) {
+        EXPECT_EQ(mTree.read(file.first), file.second) << file.first;
+    }
+}
+
+int LinuxBackendFixture::logged(const LogCapture& log, int priority, const std::string& part) {
+    int n = 0;
+    for (const LogLine& line : log.lines()) {
+        n += line.priority == priority && line.text.find(part) != std::string::npos;
+    }
+    return n;
+}
+
+std::string LinuxBackendFixture::summary(const LogCapture& log) {
+    std::string found;
+    for (const LogLine& line : log.lines()) {
+        found = line.text.compare(0, 7, "found: ") == 0 ? line.text : found;
+    }
+    return found;
 }
 
 bool LinuxBackendFixture::applyThenCrash(const LinuxBackendSettings& settings,
