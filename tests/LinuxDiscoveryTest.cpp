@@ -210,6 +210,10 @@ TEST_F(LinuxDiscoveryTest, ParsersOfDescriptionsJournalsAndKernelTextsTakeAnyByt
     EXPECT_EQ(back.bootId, record.bootId);
     EXPECT_EQ(back.files, record.files);
     EXPECT_FALSE(Journal::parse(journal.substr(0, journal.size() - 3), &back));  // cut short
+    std::string noBootId = journal;
+    const size_t boot = noBootId.find("\nboot") + 5;
+    noBootId.erase(boot, noBootId.find('\n', boot) - boot);
+    EXPECT_FALSE(Journal::parse(noBootId, &back));  // a boot line without its id
     std::vector<int> cpus;
     EXPECT_TRUE(KernelText::parseCpuList("0-3,6\n", &cpus));
     EXPECT_EQ(KernelText::formatCpuList(cpus), "0-3,6");
