@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 
 #include "freq/FreqTags.h"
@@ -31,10 +32,12 @@ std::string lexicallyNormal(const std::string& path) {
 }
 
 // The real system calls, except that a change outside `allowed` stops the
-// process: the back-end must never leave its kernel root.
+// process: the back-end must never leave its kernel root. Every path it may have
+// changed goes into `changed`, so that the next reset rewrites only those.
 class FencedFileOps : public SystemFileOps {
 public:
-    explicit FencedFileOps(std::string allowed) : mAllowed(std::move(allowed) + "/") {}
+    FencedFileOps(std::string allowed, std::set<std::string>* changed)
+        : mAllowed(std::move(allowed) + "/"), mChanged(changed) {}
 
     int open(const std::string& path, int flags, mode_t mode) override {
         if ((flags & (O_WRONLY | O_RDWR | O_CREAT | O_TRUNC)) != 0) {
@@ -58,14 +61,17 @@ public:
 
 private:
     void fence(const std::string& path) const {
-        if (lexicallyNormal(path).compare(0, mAllowed.size(), mAllowed) != 0) {
+        std::string normal = lexicallyNormal(path);
+        if (normal.compare(0, mAllowed.size(), mAllowed) != 0) {
             fprintf(stderr, "the back-end changes %s, outside its kernel root %s\n", path.c_str(),
                     mAllowed.c_str());
             abort();
         }
+        mChanged->insert(std::move(normal));
     }
 
     std::string mAllowed;
+    std::set<std::string>* mChanged;
 };
 
 void writeWhole(const std::string& path, std::string_view text) {
@@ -177,7 +183,7 @@ BackendFuzzTree::BackendFuzzTree() {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
         if (entry.is_regular_file()) {
             const std::string path = entry.path().string();
-            mFiles.emplace_back(path, readWhole(path));
+            mFiles.emplace(path, readWhole(path));
             mNames[path.substr(root.size())] = path;
         }
     }
@@ -187,10 +193,20 @@ BackendFuzzTree::BackendFuzzTree() {
 }
 
 void BackendFuzzTree::reset() {
-    for (const auto& file : mFiles) {
-        writeWhole(file.first, file.second);
+    // The first texts first, so that a made folder that holds them stays.
+    for (const std::string& path : mChanged) {
+        auto original = mFiles.find(path);
+        if (original != mFiles.end()) {
+            writeWhole(path, original->second);
+        }
     }
     std::error_code ignored;
+    for (const std::string& path : mChanged) {
+        if (mFiles.count(path) == 0) {
+            std::filesystem::remove(path, ignored);
+        }
+    }
+    mChanged.clear();
     std::filesystem::remove_all(mTree.stateDir(), ignored);
 }
 
@@ -202,6 +218,9 @@ void BackendFuzzTree::apply(std::string_view input) {
         const size_t textStart = std::min(nameEnd + 1, next);
         const bool remove = !name.empty() && name[0] == '-';
         auto found = mNames.find(remove ? name.substr(1) : name);
+        if (found != mNames.end()) {
+            mChanged.insert(found->second);
+        }
         if (found != mNames.end() && remove) {
             unlink(found->second.c_str());
         } else if (found != mNames.end()) {
@@ -227,7 +246,7 @@ void BackendFuzzTree::exercise(const std::string& descriptionFile,
     settings.threadOps = threads;
     // The tree's folder: its root and its state folder.
     settings.fileOps = std::make_shared<FencedFileOps>(
-        lexicallyNormal(mTree.root().substr(0, mTree.root().rfind('/'))));
+        lexicallyNormal(mTree.root().substr(0, mTree.root().rfind('/'))), &mChanged);
     std::string journal;
     std::string boosts;
     {
@@ -250,6 +269,7 @@ void BackendFuzzTree::exercise(const std::string& descriptionFile,
         writeWhole(mNames[kThreads], boosts);
     }
     // The owner no longer runs: the next back-end replays both journals.
+    mChanged.insert(mNames[kSelfStat]);
     unlink(mNames[kSelfStat].c_str());
     LinuxBackend next(settings);
     next.initialize();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,10 +13,11 @@
 // The fake machine of the Linux back-end's fuzz targets, made once per process:
 // the tests' big.LITTLE tree (FakeKernelTree) with cgroups of both versions, a
 // fork switch and two platform items, and a thread to boost. Before each input
-// every file gets its first text back and the state folder is emptied, so that
-// inputs never see each other's writes. The back-end writes through a file layer
-// that stops the process (a finding) on a change outside the tree's folder, and
-// boosts threads of a stand-in.
+// every file that the last input or back-end changed gets its first text back
+// (one they made is removed) and the state folder is emptied, so that inputs
+// never see each other's writes, and the unchanged rest costs nothing. The
+// back-end writes through a file layer that stops the process (a finding) on a
+// change outside the tree's folder, and boosts threads of a stand-in.
 class BackendFuzzTree {
 public:
     static BackendFuzzTree& instance();
@@ -44,8 +46,12 @@ private:
 
     FakeKernelTree mTree;
     std::string mDescriptionPath;
-    // (full path, text) of every file of the tree as it was made.
-    std::vector<std::pair<std::string, std::string>> mFiles;
+    // Full path -> text of every file of the tree as it was made.
+    std::map<std::string, std::string> mFiles;
+    // Full paths that may differ from mFiles since the last reset: the ones the
+    // input named and the ones the back-ends opened for writing, renamed,
+    // removed or made.
+    std::set<std::string> mChanged;
     // Kernel path (or journal name) -> full path.
     std::map<std::string, std::string, std::less<>> mNames;
 };
