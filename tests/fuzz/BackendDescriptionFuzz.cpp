@@ -30,7 +30,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (const ItemChoice& item : description.items) {
         items.push_back(item.name);
     }
-    tree.reset();
     tree.exercise(tree.writeDescription(std::string_view(text, size)), items);
     return 0;
 }

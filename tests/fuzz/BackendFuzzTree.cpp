@@ -33,7 +33,7 @@ std::string lexicallyNormal(const std::string& path) {
 
 // The real system calls, except that a change outside `allowed` stops the
 // process: the back-end must never leave its kernel root. Every path it may have
-// changed goes into `changed`, so that the next reset rewrites only those.
+// changed goes into `changed`, so that the restore rewrites only those.
 class FencedFileOps : public SystemFileOps {
 public:
     FencedFileOps(std::string allowed, std::set<std::string>* changed)
@@ -192,7 +192,7 @@ BackendFuzzTree::BackendFuzzTree() {
     mNames[kSelfStat] = mTree.path("/proc/" + std::to_string(getpid()) + "/stat");
 }
 
-void BackendFuzzTree::reset() {
+void BackendFuzzTree::restore() {
     // The first texts first, so that a made folder that holds them stays.
     for (const std::string& path : mChanged) {
         auto original = mFiles.find(path);
@@ -239,6 +239,12 @@ std::string BackendFuzzTree::writeDescription(std::string_view text) {
 
 void BackendFuzzTree::exercise(const std::string& descriptionFile,
                                const std::vector<std::string>& itemNames) {
+    runBackends(descriptionFile, itemNames);
+    restore();
+}
+
+void BackendFuzzTree::runBackends(const std::string& descriptionFile,
+                                  const std::vector<std::string>& itemNames) {
     auto threads = std::make_shared<FakeThreadOps>();
     threads->addThread(kThread);
     LinuxBackendSettings settings = mTree.settings();

@@ -15,7 +15,6 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     BackendFuzzTree& tree = BackendFuzzTree::instance();
     static const std::string description = tree.writeDescription(BackendFuzzTree::kDescription);
-    tree.reset();
     tree.apply(FuzzHost::text(data, size));
     tree.exercise(description, {"touch_boost", "governor"});
     return 0;
