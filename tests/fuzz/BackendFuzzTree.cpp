@@ -25,6 +25,8 @@ const char kJournal[] = "journal";
 const char kThreads[] = "threads";
 // This process's /proc/<pid>/stat in the tree, which names the journals' owner.
 const char kSelfStat[] = "self-stat";
+// Not a file: asks for a timed step among the calls.
+const char kTimed[] = "timed";
 
 // `path` with "." and ".." resolved, as the kernel walks it (the tree has no links).
 std::string lexicallyNormal(const std::string& path) {
@@ -85,7 +87,7 @@ std::string readWhole(const std::string& path) {
 }
 
 // Every kind of call, with values that move every file of the tree.
-void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
+void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames, bool timedStep) {
     const int tags[] = {BRISK_TAG_LITTLE_CPU_MAX,
                         BRISK_TAG_LITTLE_CPU_MIN,
                         BRISK_TAG_BIG_CPU_MAX,
@@ -121,7 +123,9 @@ void drive(LinuxBackend& backend, const std::vector<std::string>& itemNames) {
     // Timed, but never long enough to run out within an input.
     const Action timed = step(
         100, 60000, {{BRISK_TAG_LITTLE_CPU_MIN, 900000}, {BRISK_TAG_IPA_CONTROL_TEMP, 70000}}, {});
-    begin(backend, timed);
+    if (timedStep) {
+        begin(backend, timed);
+    }
 
     int groups[BRISK_TAG_EAS_GROUP_LAST - BRISK_TAG_EAS_GROUP_FIRST + 1];
     const int levels[] = {40, 30, 20, 10, 0, -10, -20, 15};
@@ -210,13 +214,15 @@ void BackendFuzzTree::restore() {
     std::filesystem::remove_all(mTree.stateDir(), ignored);
 }
 
-void BackendFuzzTree::apply(std::string_view input) {
+bool BackendFuzzTree::apply(std::string_view input) {
+    bool timedStep = false;
     for (size_t at = input.find('@'); at != std::string_view::npos;) {
         const size_t nameEnd = std::min(input.find('\n', at), input.size());
         std::string_view name = input.substr(at + 1, nameEnd - at - 1);
         const size_t next = std::min(input.find("\n@", nameEnd), input.size());
         const size_t textStart = std::min(nameEnd + 1, next);
         const bool remove = !name.empty() && name[0] == '-';
+        timedStep = timedStep || name == kTimed;
         auto found = mNames.find(remove ? name.substr(1) : name);
         if (found != mNames.end()) {
             mChanged.insert(found->second);
@@ -230,6 +236,7 @@ void BackendFuzzTree::apply(std::string_view input) {
         }
         at = next == input.size() ? std::string_view::npos : next + 1;
     }
+    return timedStep;
 }
 
 std::string BackendFuzzTree::writeDescription(std::string_view text) {
@@ -238,13 +245,13 @@ std::string BackendFuzzTree::writeDescription(std::string_view text) {
 }
 
 void BackendFuzzTree::exercise(const std::string& descriptionFile,
-                               const std::vector<std::string>& itemNames) {
-    runBackends(descriptionFile, itemNames);
+                               const std::vector<std::string>& itemNames, bool timedStep) {
+    runBackends(descriptionFile, itemNames, timedStep);
     restore();
 }
 
 void BackendFuzzTree::runBackends(const std::string& descriptionFile,
-                                  const std::vector<std::string>& itemNames) {
+                                  const std::vector<std::string>& itemNames, bool timedStep) {
     auto threads = std::make_shared<FakeThreadOps>();
     threads->addThread(kThread);
     LinuxBackendSettings settings = mTree.settings();
@@ -260,7 +267,7 @@ void BackendFuzzTree::runBackends(const std::string& descriptionFile,
         if (backend.initialize() != 0) {
             return;
         }
-        drive(backend, itemNames);
+        drive(backend, itemNames, timedStep);
         // What a crash at this point would leave behind.
         journal = readWhole(mNames[kJournal]);
         boosts = readWhole(mNames[kThreads]);

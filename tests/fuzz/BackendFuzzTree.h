@@ -28,14 +28,19 @@ public:
     // Applies an input that names files and gives their whole texts: a line
     // "@KERNEL_PATH" (or "journal", "threads" for the back-end's journals), then
     // the text up to the next line starting with '@'; "@-NAME" removes the file.
-    // Unknown names and bytes before the first '@' are ignored.
-    void apply(std::string_view input);
+    // Unknown names and bytes before the first '@' are ignored. Returns whether
+    // the input has a line "@timed": it asks for a timed step among the calls.
+    bool apply(std::string_view input);
 
     // A back-end over the tree with `descriptionFile` (empty: none) starts, takes
-    // calls of every kind (the platform items `itemNames` among them), ends as if
-    // it had crashed with its journals left behind, and a second back-end puts
-    // back what they hold. Then the tree is as it was made.
-    void exercise(const std::string& descriptionFile, const std::vector<std::string>& itemNames);
+    // calls of every kind (the platform items `itemNames` among them; a timed
+    // step when `timedStep`), ends as if it had crashed with its journals left
+    // behind, and a second back-end puts back what they hold. Then the tree is as
+    // it was made. The timed step starts the back-end's timer thread, which the
+    // back-end's end joins: a third of an input's time, so that inputs of
+    // KernelTreeFuzz ask for it rather than all paying for it.
+    void exercise(const std::string& descriptionFile, const std::vector<std::string>& itemNames,
+                  bool timedStep = true);
 
     // The description of the tree's fork switch and platform items.
     static const char* const kDescription;
@@ -45,7 +50,8 @@ public:
 
 private:
     BackendFuzzTree();
-    void runBackends(const std::string& descriptionFile, const std::vector<std::string>& itemNames);
+    void runBackends(const std::string& descriptionFile, const std::vector<std::string>& itemNames,
+                     bool timedStep);
     // Puts back what the input and the back-ends changed.
     void restore();
 

@@ -4,9 +4,10 @@
 // capacities, the devfreq GPU, thermal trips, the mount table and cgroup files,
 // a thread's stat, and the back-end's own journals. A back-end then starts on
 // that machine (crash recovery, discovery), takes calls of every kind (each
-// file's original read before its first write), is left as by a crash, and the
-// next back-end puts back what its journals hold. No content may crash it, make
-// it read or write out of bounds, leak, or write outside its kernel root.
+// file's original read before its first write; a timed step when the input has
+// a line "@timed"), is left as by a crash, and the next back-end puts back what
+// its journals hold. No content may crash it, make it read or write out of
+// bounds, leak, or write outside its kernel root.
 #include <string>
 
 #include "tests/fuzz/BackendFuzzTree.h"
@@ -15,7 +16,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     BackendFuzzTree& tree = BackendFuzzTree::instance();
     static const std::string description = tree.writeDescription(BackendFuzzTree::kDescription);
-    tree.apply(FuzzHost::text(data, size));
-    tree.exercise(description, {"touch_boost", "governor"});
+    const bool timedStep = tree.apply(FuzzHost::text(data, size));
+    tree.exercise(description, {"touch_boost", "governor"}, timedStep);
     return 0;
 }
