@@ -213,6 +213,12 @@ TEST_F(DaemonOperatorTest, AnswersSayWhatTheyMean) {
     CtlRun full = ctl({"dump", "--freqlist"}, false, "/dev/full");
     EXPECT_EQ(full.exitCode, 5);
     EXPECT_NE(full.err.find("No space left on device"), std::string::npos) << full.err;
+    for (const std::vector<std::string>& args :
+         {std::vector<std::string>{"get", "gpu_max"}, {"--help"}}) {
+        CtlRun lost = ctl(args, false, "/dev/full");
+        EXPECT_EQ(lost.exitCode, 5) << args[0] << ": an answer that never reached the output";
+        EXPECT_NE(lost.err.find("No space left on device"), std::string::npos) << lost.err;
+    }
     Json dump = json({"dump", "--logon"});
     EXPECT_EQ(dump.textOr("text", ""), "brisk log is ON\n\n");
 

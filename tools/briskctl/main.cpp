@@ -3,7 +3,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -50,6 +52,16 @@ bool resolveEventName(DaemonClient& client, CtlCommandLine& line, Failure* failu
     return true;
 }
 
+// `status`, unless what was printed did not reach standard output (a full
+// device, a closed pipe): that is no success, whatever the daemon answered.
+int flushed(int status) {
+    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
+        fprintf(stderr, "briskctl: cannot write to standard output: %s\n", strerror(errno));
+        return ReplyPrinter::kExitRefused;
+    }
+    return status;
+}
+
 std::string readAll(int fd) {
     std::string text;
     char buffer[4096];
@@ -67,7 +79,7 @@ int main(int argc, char** argv) {
     CtlCommandLine line = CtlCommandLine::parse(args);
     if (line.outcome == CtlCommandLine::Outcome::Help) {
         fputs(line.text.c_str(), stdout);
-        return ReplyPrinter::kExitOk;
+        return flushed(ReplyPrinter::kExitOk);
     }
     if (line.outcome == CtlCommandLine::Outcome::UsageError) {
         fprintf(stderr, "briskctl: %s (try briskctl --help)\n", line.text.c_str());
@@ -99,5 +111,5 @@ int main(int argc, char** argv) {
         return ReplyPrinter::kExitUnreachable;
     }
     const std::string dumpText = dumpCopy.valid() ? readAll(dumpCopy.get()) : std::string();
-    return ReplyPrinter(line.json).print(line.request, reply, stdout, stderr, dumpText);
+    return flushed(ReplyPrinter(line.json).print(line.request, reply, stdout, stderr, dumpText));
 }
