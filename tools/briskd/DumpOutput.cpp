@@ -41,10 +41,14 @@ Reply DumpOutput::copy(int from, int to, int timeoutMs) {
     size_t total = 0;
     for (;;) {
         ssize_t got = read(from, buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR && !watchdog.fired()) {
-            continue;
+        if (got < 0 && errno == EINTR) {
+            continue;  // the memory file never blocks: only the watchdog interrupts it
         }
-        if (got <= 0) {
+        if (got < 0) {
+            return Reply::error(Status::DumpFailed,
+                                std::string("cannot read the dump back: ") + strerror(errno));
+        }
+        if (got == 0) {
             break;
         }
         total += static_cast<size_t>(got);
