@@ -1,5 +1,6 @@
 #include "tools/briskd/DumpOutput.h"
 
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -58,15 +59,22 @@ Reply DumpOutput::copy(int from, int to, int timeoutMs) {
                 done += n;
                 continue;
             }
-            if (errno == EINTR && watchdog.fired()) {
+            if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+                return Reply::error(Status::DumpFailed,
+                                    std::string("dump output failed: ") + strerror(errno) +
+                                        " after " + std::to_string(total - got + done) + " bytes");
+            }
+            if (watchdog.fired()) {
                 return Reply::error(Status::DumpBlocked,
                                     "dump output did not take the text in time; it may be "
                                     "incomplete");
             }
             if (errno != EINTR) {
-                return Reply::error(Status::DumpFailed,
-                                    std::string("dump output failed: ") + strerror(errno) +
-                                        " after " + std::to_string(total - got + done) + " bytes");
+                // O_NONBLOCK belongs to the open file that the client shares with
+                // the daemon, which leaves it alone: a non-blocking descriptor is
+                // waited for like a blocking one, and the watchdog ends the wait.
+                pollfd room{to, POLLOUT, 0};
+                (void)poll(&room, 1, -1);
             }
         }
     }
