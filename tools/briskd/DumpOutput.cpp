@@ -18,10 +18,9 @@ constexpr size_t kChunk = 4096;
 Reply DumpOutput::run(BriskServer& server, const std::vector<std::string>& args, int fd,
                       int timeoutMs) {
     if (args.size() != 1) {
-        return Reply::error(Status::BadRequest,
-                            "dump takes exactly one option (--help, --logon, --logoff, "
-                            "--freqlist, --easgrouplist); got " +
-                                std::to_string(args.size()));
+        return Reply::error(Status::BadRequest, std::string("dump takes exactly one option (") +
+                                                    Protocol::kDumpOptions + "); got " +
+                                                    std::to_string(args.size()));
     }
     UniqueFd text(memfd_create("briskd-dump", MFD_CLOEXEC));
     if (!text.valid()) {
