@@ -1,4 +1,5 @@
 // briskctl: sends one request to briskd and prints the answer.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -52,14 +53,16 @@ bool resolveEventName(DaemonClient& client, CtlCommandLine& line, Failure* failu
     return true;
 }
 
-// `status`, unless what was printed did not reach standard output (a full
-// device, a closed pipe): that is no success, whatever the daemon answered.
+// What was to be printed cannot reach standard output (a full device, a closed
+// pipe, no standard output at all): that is no success, whatever the daemon
+// answered.
+int outputLost() {
+    fprintf(stderr, "briskctl: cannot write to standard output: %s\n", strerror(errno));
+    return ReplyPrinter::kExitRefused;
+}
+
 int flushed(int status) {
-    if (fflush(stdout) != 0 || ferror(stdout) != 0) {
-        fprintf(stderr, "briskctl: cannot write to standard output: %s\n", strerror(errno));
-        return ReplyPrinter::kExitRefused;
-    }
-    return status;
+    return fflush(stdout) != 0 || ferror(stdout) != 0 ? outputLost() : status;
 }
 
 std::string readAll(int fd) {
@@ -100,7 +103,11 @@ int main(int argc, char** argv) {
             dumpCopy.reset(memfd_create("briskctl-dump", MFD_CLOEXEC));
             passFd = dumpCopy.get();
         } else {
-            fflush(stdout);
+            // Without a standard output the socket could take its number and
+            // be handed over as the output.
+            if (fflush(stdout) != 0 || fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+                return outputLost();
+            }
             passFd = STDOUT_FILENO;
         }
     }
