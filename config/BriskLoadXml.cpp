@@ -13,12 +13,11 @@
 #include "server/BriskLog.h"
 
 namespace {
-constexpr int kCfgPathSize = 128;
 constexpr int kMaxStepsPerCommand = 3;
 }  // namespace
 
 std::map<int, Action*>* BriskLoadXml::loadXmlMap() {
-    char buffer[kCfgPathSize] = {0};
+    char buffer[kCfgPathBufferSize] = {0};
     const char* path = get_one_cfg_file(Vocabulary::kConfigFileName, 0, buffer);
     if (path == nullptr) {
         BRISK_LOGE("brisk_config_cust.xml is not exit or file is invalid!");

@@ -321,6 +321,25 @@ TEST_F(DaemonTest, SilentStallingAndBlockedClientsAreCutOffWithoutStallingOthers
     RawClient dumper(mSocket);
     ASSERT_TRUE(dumper.send(frame(kDump, concat({ints({1}), text("--help")})), {pipes[1]}));
     close(pipes[1]);
+    // A full pipe left non-blocking is waited for like a blocking one, and read
+    // in time it takes the whole dump.
+    int slow[2];
+    ASSERT_EQ(pipe2(slow, O_NONBLOCK | O_CLOEXEC), 0);
+    while (write(slow[1], filler.data(), filler.size()) > 0) {
+    }
+    RawClient slowDumper(mSocket);
+    ASSERT_TRUE(slowDumper.send(frame(kDump, concat({ints({1}), text("--logoff")})), {slow[1]}));
+    close(slow[1]);
+    pollfd early{slowDumper.fd(), POLLIN, 0};
+    EXPECT_EQ(poll(&early, 1, 300), 0) << "the daemon gave up on a non-blocking pipe";
+    fcntl(slow[0], F_SETFL, 0);
+    const std::string slowText = readToEnd(slow[0], 5000);
+    close(slow[0]);
+    const size_t dumpAt = slowText.find_first_not_of('x');
+    EXPECT_EQ(dumpAt == std::string::npos ? "" : slowText.substr(dumpAt), "brisk log is OFF\n\n");
+    RawReply slowReply;
+    EXPECT_TRUE(slowDumper.receive(&slowReply));
+    EXPECT_EQ(slowReply.status, kOk) << slowReply.message;
 
     auto begin = Clock::now();
     EXPECT_EQ(ctl({"version"}).exitCode, 0) << "another client was held up";

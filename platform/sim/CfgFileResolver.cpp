@@ -10,7 +10,6 @@
 #include "platform/sim/InstallLayout.h"
 
 namespace {
-constexpr size_t kCfgPathSize = 128;
 
 std::mutex gMutex;
 std::string gFile;
@@ -69,7 +68,7 @@ extern "C" char* get_one_cfg_file(const char* relativePath, int /*type*/, char* 
         return nullptr;
     }
     std::string path = CfgFileResolver::resolve(relativePath);
-    if (path.empty() || path.size() >= kCfgPathSize) {
+    if (path.empty() || path.size() >= kCfgPathBufferSize) {
         return nullptr;
     }
     memcpy(buffer, path.c_str(), path.size() + 1);

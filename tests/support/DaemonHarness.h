@@ -33,6 +33,8 @@ extern const char kBriskd[];
 extern const char kBriskctl[];
 constexpr uid_t kNobody = 65534;
 constexpr gid_t kNogroup = 65534;
+// As a program's standard output path: none, the descriptor closed.
+constexpr const char* kNoStdout = "<closed>";
 
 // Request types and reply statuses of protocol version 1.
 enum : uint16_t { kEvent = 1, kSet = 2, kGet = 3, kDump = 4, kVersion = 5 };
@@ -307,7 +309,7 @@ protected:
     }
 
     // Runs a program to its end; as `asNobody` it runs as uid 65534, gid 65534.
-    // Its standard output goes to `stdoutPath` when one is given.
+    // Its standard output goes to `stdoutPath` when one is given (kNoStdout: none).
     CtlRun run(const std::vector<std::string>& args, bool asNobody = false,
                const std::string& stdoutPath = std::string()) {
         static std::atomic<int> counter{0};
@@ -317,9 +319,12 @@ protected:
         const ProgramCommand command(args);
         pid_t pid = fork();
         if (pid == 0) {
-            int out = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
             int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            dup2(out, STDOUT_FILENO);
+            if (outPath == kNoStdout) {
+                close(STDOUT_FILENO);
+            } else {
+                dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), STDOUT_FILENO);
+            }
             dup2(err, STDERR_FILENO);
             if (asNobody &&
                 (setgroups(0, nullptr) != 0 || setgid(kNogroup) != 0 || setuid(kNobody) != 0)) {

@@ -10,6 +10,7 @@
 #include <memory>
 #include <sstream>
 
+#include "platform/DeviceApi.h"
 #include "platform/sim/CfgFileResolver.h"
 #include "tools/brisk-sim/CommandLine.h"
 #include "tools/brisk-sim/ConfigChecker.h"
@@ -27,8 +28,8 @@ constexpr int kExitDone = 0;
 constexpr int kExitFound = 1;  // the checker found errors; a scenario line failed
 constexpr int kExitUsage = 2;
 constexpr int kExitInitFailed = 3;
-// The configuration lookup hands the service a path in a 128-byte buffer.
-constexpr size_t kMaxConfigPath = 127;
+// The longest path that the configuration lookup can hand the service.
+constexpr size_t kMaxConfigPath = kCfgPathBufferSize - 1;
 
 int usageError(const std::string& message) {
     fprintf(stderr, "brisk-sim: %s (try brisk-sim --help)\n", message.c_str());
@@ -105,10 +106,9 @@ int replay(const CommandLine& args) {
         return fileError("configuration", args.configPath, why, kConfigHint);
     }
     if (args.configPath.size() > kMaxConfigPath) {
-        return usageError(
-            "the configuration path is longer than the 127 characters the "
-            "service's lookup takes: " +
-            args.configPath);
+        return usageError("the configuration path is longer than the " +
+                          std::to_string(kMaxConfigPath) +
+                          " characters the service's lookup takes: " + args.configPath);
     }
     const bool fromStdin = args.scenarioPath.empty() || args.scenarioPath == "-";
     std::string scenario;

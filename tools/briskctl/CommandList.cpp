@@ -2,6 +2,8 @@
 
 #include <strings.h>
 
+#include <climits>
+
 #include "config/Vocabulary.h"
 #include "tools/protocol/JsonReader.h"
 
@@ -11,9 +13,9 @@ CommandList::CommandList(const Json& document) {
         return;
     }
     for (const Json& command : commands->items) {
-        mEntries.push_back({static_cast<int>(command.numberOr("id", 0)), command.textOr("name", ""),
-                            command.textOr("route", ""),
-                            static_cast<int>(command.numberOr("duration", -1))});
+        mEntries.push_back({static_cast<int>(command.integerOr("id", INT_MIN, INT_MAX, 0)),
+                            command.textOr("name", ""), command.textOr("route", ""),
+                            static_cast<int>(command.integerOr("duration", INT_MIN, INT_MAX, -1))});
     }
 }
 

@@ -118,8 +118,8 @@ bool parseDump(const std::vector<std::string>& args, Request* request, std::stri
     request->args = args;
     if (args.size() != 1) {
         // The service writes nothing for these: say so before anything is sent.
-        *error = std::string(args.empty() ? "needs" : "takes only") +
-                 " one OPTION (--help, --logon, --logoff, --freqlist, --easgrouplist)";
+        *error = std::string(args.empty() ? "needs" : "takes only") + " one OPTION (" +
+                 Protocol::kDumpOptions + ")";
         return false;
     }
     return true;

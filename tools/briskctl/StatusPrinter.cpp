@@ -1,5 +1,7 @@
 #include "tools/briskctl/StatusPrinter.h"
 
+#include <climits>
+
 #include "tools/protocol/JsonReader.h"
 
 namespace {
@@ -11,7 +13,7 @@ const Json& member(const Json& object, const char* key) {
 }
 
 std::string number(const Json& object, const char* key) {
-    return std::to_string(static_cast<long long>(object.numberOr(key, 0)));
+    return std::to_string(object.integerOr(key, LLONG_MIN, LLONG_MAX, 0));
 }
 
 const char* onOff(const Json& object, const char* key) {
@@ -42,7 +44,8 @@ std::string StatusPrinter::value(const Json* v) {
     if (v->type == Json::Type::String) {
         return v->text;
     }
-    return std::to_string(static_cast<long long>(v->number));
+    long long whole = 0;
+    return v->integer(LLONG_MIN, LLONG_MAX, &whole) ? std::to_string(whole) : "-";
 }
 
 void StatusPrinter::print(const Json& status, FILE* out) {

@@ -1,9 +1,12 @@
 // briskctl: sends one request to briskd and prints the answer.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -50,6 +53,18 @@ bool resolveEventName(DaemonClient& client, CtlCommandLine& line, Failure* failu
     return true;
 }
 
+// What was to be printed cannot reach standard output (a full device, a closed
+// pipe, no standard output at all): that is no success, whatever the daemon
+// answered.
+int outputLost() {
+    fprintf(stderr, "briskctl: cannot write to standard output: %s\n", strerror(errno));
+    return ReplyPrinter::kExitRefused;
+}
+
+int flushed(int status) {
+    return fflush(stdout) != 0 || ferror(stdout) != 0 ? outputLost() : status;
+}
+
 std::string readAll(int fd) {
     std::string text;
     char buffer[4096];
@@ -67,7 +82,7 @@ int main(int argc, char** argv) {
     CtlCommandLine line = CtlCommandLine::parse(args);
     if (line.outcome == CtlCommandLine::Outcome::Help) {
         fputs(line.text.c_str(), stdout);
-        return ReplyPrinter::kExitOk;
+        return flushed(ReplyPrinter::kExitOk);
     }
     if (line.outcome == CtlCommandLine::Outcome::UsageError) {
         fprintf(stderr, "briskctl: %s (try briskctl --help)\n", line.text.c_str());
@@ -88,7 +103,11 @@ int main(int argc, char** argv) {
             dumpCopy.reset(memfd_create("briskctl-dump", MFD_CLOEXEC));
             passFd = dumpCopy.get();
         } else {
-            fflush(stdout);
+            // Without a standard output the socket could take its number and
+            // be handed over as the output.
+            if (fflush(stdout) != 0 || fcntl(STDOUT_FILENO, F_GETFD) < 0) {
+                return outputLost();
+            }
             passFd = STDOUT_FILENO;
         }
     }
@@ -99,5 +118,5 @@ int main(int argc, char** argv) {
         return ReplyPrinter::kExitUnreachable;
     }
     const std::string dumpText = dumpCopy.valid() ? readAll(dumpCopy.get()) : std::string();
-    return ReplyPrinter(line.json).print(line.request, reply, stdout, stderr, dumpText);
+    return flushed(ReplyPrinter(line.json).print(line.request, reply, stdout, stderr, dumpText));
 }

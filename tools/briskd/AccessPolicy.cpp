@@ -4,7 +4,9 @@
 #include <pwd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -30,6 +32,8 @@ const RightInfo kRights[AccessPolicy::kRightCount] = {
 
 // Longest policy line read; anything longer is an error.
 constexpr size_t kMaxLine = 4096;
+// Largest buffer offered to a user or group look-up.
+constexpr size_t kMaxEntrySize = 16 << 20;
 
 bool parseId(const std::string& text, unsigned long* id) {
     // (uid_t) -1 means "no id" to the kernel; it is never a real peer.
@@ -42,28 +46,25 @@ bool parseId(const std::string& text, unsigned long* id) {
     return true;
 }
 
-bool lookUpUser(const std::string& name, uid_t* uid) {
-    std::vector<char> buffer(16384);
-    passwd entry{};
-    passwd* found = nullptr;
-    if (getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
-        found == nullptr) {
-        return false;
+// Looks up user or group `name` with getpwnam_r or getgrnam_r and adds its id to
+// `ids`, growing the buffer while the entry does not fit (a group of many members
+// does not fit a small one). 0 when found, ENOENT when there is no such entry,
+// else the look-up's error.
+template <typename Entry, typename Id>
+int lookUpId(int (*lookUp)(const char*, Entry*, char*, size_t, Entry**), Id Entry::*field,
+             const std::string& name, std::vector<Id>* ids) {
+    for (std::vector<char> buffer(16384);; buffer.resize(buffer.size() * 2)) {
+        Entry entry{};
+        Entry* found = nullptr;
+        int error = lookUp(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+        if (error == ERANGE && buffer.size() < kMaxEntrySize) {
+            continue;
+        }
+        if (error == 0 && found != nullptr) {
+            ids->push_back(found->*field);
+        }
+        return error != 0 ? error : found != nullptr ? 0 : ENOENT;
     }
-    *uid = found->pw_uid;
-    return true;
-}
-
-bool lookUpGroup(const std::string& name, gid_t* gid) {
-    std::vector<char> buffer(65536);
-    group entry{};
-    group* found = nullptr;
-    if (getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found) != 0 ||
-        found == nullptr) {
-        return false;
-    }
-    *gid = found->gr_gid;
-    return true;
 }
 
 std::vector<std::string> splitSubjects(const std::string& text) {
@@ -137,22 +138,15 @@ bool AccessPolicy::addSubject(Grants& grants, const std::string& subject, std::s
         grants.gids.push_back(static_cast<gid_t>(id));
         return true;
     }
-    if (kind == "user" && !value.empty()) {
-        uid_t uid = 0;
-        if (!lookUpUser(value, &uid)) {
-            *error = "no such user: " + value;
+    if ((kind == "user" || kind == "group") && !value.empty()) {
+        int failure = kind == "user" ? lookUpId(getpwnam_r, &passwd::pw_uid, value, &grants.uids)
+                                     : lookUpId(getgrnam_r, &group::gr_gid, value, &grants.gids);
+        if (failure != 0) {
+            *error = failure == ENOENT
+                         ? "no such " + kind + ": " + value
+                         : "cannot look up " + kind + " " + value + ": " + strerror(failure);
             return false;
         }
-        grants.uids.push_back(uid);
-        return true;
-    }
-    if (kind == "group" && !value.empty()) {
-        gid_t gid = 0;
-        if (!lookUpGroup(value, &gid)) {
-            *error = "no such group: " + value;
-            return false;
-        }
-        grants.gids.push_back(gid);
         return true;
     }
     *error = "bad subject '" + subject + "' (expected uid:N, gid:N, user:NAME, group:NAME or any)";

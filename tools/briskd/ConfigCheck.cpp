@@ -13,12 +13,13 @@
 #include "config/BriskParser.h"
 #include "config/Vocabulary.h"
 #include "platform/BriskPlat.h"
+#include "platform/DeviceApi.h"
 #include "platform/sim/CfgFileResolver.h"
 #include "tools/briskd/DaemonLogger.h"
 
 namespace {
-// The platform's configuration lookup hands paths in a buffer of this size.
-constexpr size_t kMaxConfigPath = 127;
+// The longest path that the platform's configuration lookup can hand over.
+constexpr size_t kMaxConfigPath = kCfgPathBufferSize - 1;
 
 struct RequiredCommand {
     int cmdId;

@@ -99,14 +99,9 @@ bool Connection::serveOne() {
 }
 
 void Connection::refuseBusy(const std::string& message) {
-    Reply busy = Reply::error(Status::Busy, message);
-    FrameHeader header;
-    header.type = Protocol::kReplyFlag;
-    std::vector<uint8_t> body = busy.encodeBody();
-    header.bodySize = static_cast<uint32_t>(body.size());
-    std::vector<uint8_t> frame(Protocol::kHeaderSize);
-    header.encode(frame.data());
-    frame.insert(frame.end(), body.begin(), body.end());
+    const std::vector<uint8_t> frame =
+        FrameHeader::frame(static_cast<uint16_t>(kNoRequestType | Protocol::kReplyFlag),
+                           Reply::error(Status::Busy, message).encodeBody());
     // A fresh socket's buffer is empty: the small frame fits, or is dropped.
     (void)send(mSocket.get(), frame.data(), frame.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
 }

@@ -202,8 +202,9 @@ bool DaemonOptions::parse(int argc, char** argv, DaemonOptions* out, std::string
     }
     // --restore is the unit's ExecStopPost= whatever the back-end: on the
     // simulated device it has nothing to do.
-    bool linuxOnly = !out->backendConfig.empty() || out->kernelRoot != "/" ||
-                     out->stateDir != "/run/brisk" || out->checkBackend;
+    const DaemonOptions defaults;
+    bool linuxOnly = !out->backendConfig.empty() || out->kernelRoot != defaults.kernelRoot ||
+                     out->stateDir != defaults.stateDir || out->checkBackend;
     if (linuxOnly && out->backend != "linux") {
         *error =
             "--backend-config, --kernel-root, --state-dir and --check-backend need --backend "

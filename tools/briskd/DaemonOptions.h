@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/linux/LinuxBackendSettings.h"
+
 // The daemon's command line.
 struct DaemonOptions {
     std::string config;  // empty: the service's standard search
@@ -28,8 +30,8 @@ struct DaemonOptions {
 
     // The Linux back-end's settings (--backend linux only).
     std::string backendConfig;  // empty: discovery alone
-    std::string kernelRoot = "/";
-    std::string stateDir = "/run/brisk";
+    std::string kernelRoot = LinuxBackendSettings().kernelRoot;
+    std::string stateDir = LinuxBackendSettings().stateDir;
     bool checkBackend = false;  // print what the back-end would do, change nothing, exit
     bool restore = false;       // put back what a crashed back-end left, exit
 

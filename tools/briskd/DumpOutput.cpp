@@ -1,5 +1,6 @@
 #include "tools/briskd/DumpOutput.h"
 
+#include <poll.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -17,10 +18,9 @@ constexpr size_t kChunk = 4096;
 Reply DumpOutput::run(BriskServer& server, const std::vector<std::string>& args, int fd,
                       int timeoutMs) {
     if (args.size() != 1) {
-        return Reply::error(Status::BadRequest,
-                            "dump takes exactly one option (--help, --logon, --logoff, "
-                            "--freqlist, --easgrouplist); got " +
-                                std::to_string(args.size()));
+        return Reply::error(Status::BadRequest, std::string("dump takes exactly one option (") +
+                                                    Protocol::kDumpOptions + "); got " +
+                                                    std::to_string(args.size()));
     }
     UniqueFd text(memfd_create("briskd-dump", MFD_CLOEXEC));
     if (!text.valid()) {
@@ -41,10 +41,14 @@ Reply DumpOutput::copy(int from, int to, int timeoutMs) {
     size_t total = 0;
     for (;;) {
         ssize_t got = read(from, buffer, sizeof(buffer));
-        if (got < 0 && errno == EINTR && !watchdog.fired()) {
-            continue;
+        if (got < 0 && errno == EINTR) {
+            continue;  // the memory file never blocks: only the watchdog interrupts it
         }
-        if (got <= 0) {
+        if (got < 0) {
+            return Reply::error(Status::DumpFailed,
+                                std::string("cannot read the dump back: ") + strerror(errno));
+        }
+        if (got == 0) {
             break;
         }
         total += static_cast<size_t>(got);
@@ -54,15 +58,22 @@ Reply DumpOutput::copy(int from, int to, int timeoutMs) {
                 done += n;
                 continue;
             }
-            if (errno == EINTR && watchdog.fired()) {
+            if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) {
+                return Reply::error(Status::DumpFailed,
+                                    std::string("dump output failed: ") + strerror(errno) +
+                                        " after " + std::to_string(total - got + done) + " bytes");
+            }
+            if (watchdog.fired()) {
                 return Reply::error(Status::DumpBlocked,
                                     "dump output did not take the text in time; it may be "
                                     "incomplete");
             }
             if (errno != EINTR) {
-                return Reply::error(Status::DumpFailed,
-                                    std::string("dump output failed: ") + strerror(errno) +
-                                        " after " + std::to_string(total - got + done) + " bytes");
+                // O_NONBLOCK belongs to the open file that the client shares with
+                // the daemon, which leaves it alone: a non-blocking descriptor is
+                // waited for like a blocking one, and the watchdog ends the wait.
+                pollfd room{to, POLLOUT, 0};
+                (void)poll(&room, 1, -1);
             }
         }
     }

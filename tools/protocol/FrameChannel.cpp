@@ -136,12 +136,7 @@ FrameChannel::ReadResult FrameChannel::readFrame(FrameHeader* header, std::vecto
 }
 
 bool FrameChannel::writeFrame(uint16_t type, const std::vector<uint8_t>& body, int passFd) {
-    FrameHeader header;
-    header.type = type;
-    header.bodySize = static_cast<uint32_t>(body.size());
-    std::vector<uint8_t> frame(Protocol::kHeaderSize);
-    header.encode(frame.data());
-    frame.insert(frame.end(), body.begin(), body.end());
+    std::vector<uint8_t> frame = FrameHeader::frame(type, body);
 
     long long deadline = nowMs() + mTimeoutMs;
     size_t sent = 0;

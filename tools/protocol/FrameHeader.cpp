@@ -5,13 +5,14 @@
 #include "tools/protocol/WireReader.h"
 #include "tools/protocol/WireWriter.h"
 
-void FrameHeader::encode(uint8_t out[Protocol::kHeaderSize]) const {
+std::vector<uint8_t> FrameHeader::frame(uint16_t type, const std::vector<uint8_t>& body) {
     WireWriter writer;
     writer.putBytes(Protocol::kMagic, sizeof(Protocol::kMagic));
-    writer.putU16(version);
+    writer.putU16(Protocol::kVersion);
     writer.putU16(type);
-    writer.putU32(bodySize);
-    memcpy(out, writer.bytes().data(), Protocol::kHeaderSize);
+    writer.putU32(static_cast<uint32_t>(body.size()));
+    writer.putBytes(body.data(), body.size());
+    return writer.take();
 }
 
 FrameHeader FrameHeader::decode(const uint8_t in[Protocol::kHeaderSize], bool* magicOk) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "tools/protocol/Protocol.h"
 
@@ -12,7 +13,8 @@ struct FrameHeader {
     uint16_t type = 0;
     uint32_t bodySize = 0;
 
-    void encode(uint8_t out[Protocol::kHeaderSize]) const;
+    // A whole frame of this protocol version: the header for `body`, then `body`.
+    static std::vector<uint8_t> frame(uint16_t type, const std::vector<uint8_t>& body);
     // Decodes any 12 bytes; check() then says whether this side can go on.
     static FrameHeader decode(const uint8_t in[Protocol::kHeaderSize], bool* magicOk);
     // Whether a received header can be understood: right magic and version. The

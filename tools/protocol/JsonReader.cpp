@@ -1,5 +1,6 @@
 #include "tools/protocol/JsonReader.h"
 
+#include <cmath>
 #include <cstdlib>
 
 namespace {
@@ -205,6 +206,29 @@ const Json* Json::get(const std::string& key) const {
 double Json::numberOr(const std::string& key, double fallback) const {
     const Json* v = get(key);
     return v != nullptr && v->type == Type::Number ? v->number : fallback;
+}
+
+bool Json::integer(long long low, long long high, long long* out) const {
+    // Whole numbers are exact in a double up to 2^53; beyond that, and for NaN,
+    // the conversion to an integer could be undefined.
+    constexpr double kExact = 9007199254740992.0;
+    if (type != Type::Number || !(number >= -kExact && number <= kExact) ||
+        std::trunc(number) != number) {
+        return false;
+    }
+    const auto whole = static_cast<long long>(number);
+    if (whole < low || whole > high) {
+        return false;
+    }
+    *out = whole;
+    return true;
+}
+
+long long Json::integerOr(const std::string& key, long long low, long long high,
+                          long long fallback) const {
+    const Json* v = get(key);
+    long long whole = 0;
+    return v != nullptr && v->integer(low, high, &whole) ? whole : fallback;
 }
 
 std::string Json::textOr(const std::string& key, const std::string& fallback) const {

@@ -19,6 +19,13 @@ struct Json {
     // The member `key` of an object, or null.
     const Json* get(const std::string& key) const;
     double numberOr(const std::string& key, double fallback) const;
+    // The member `key` as a whole number from `low` to `high`, or `fallback`
+    // when it is missing, not a number, not whole or out of range (a document
+    // from elsewhere may hold 1e300 where an int is expected).
+    long long integerOr(const std::string& key, long long low, long long high,
+                        long long fallback) const;
+    // This value as such a number; false when it is none.
+    bool integer(long long low, long long high, long long* out) const;
     std::string textOr(const std::string& key, const std::string& fallback) const;
 };
 

@@ -25,6 +25,10 @@ struct Protocol {
     // At most this many descriptors are taken from one request; more are closed.
     static constexpr size_t kMaxPassedFds = 4;
 
+    // The options a dump takes, one at a time, for messages.
+    static constexpr const char* kDumpOptions =
+        "--help, --logon, --logoff, --freqlist, --easgrouplist";
+
     // The reply to a request of type T has the type T | kReplyFlag.
     static constexpr uint16_t kReplyFlag = 0x8000;
 

@@ -5,6 +5,10 @@
 
 namespace {
 constexpr size_t kIntSize = 4;
+// "4096 bytes", for the messages.
+std::string textLimit() {
+    return std::to_string(Protocol::kMaxTextSize) + " bytes";
+}
 
 bool readInts(WireReader& reader, uint32_t count, std::vector<int32_t>* out) {
     out->resize(count);
@@ -19,7 +23,7 @@ bool readInts(WireReader& reader, uint32_t count, std::vector<int32_t>* out) {
 bool decodeEvent(WireReader& reader, Request* out, std::string* error) {
     uint32_t count = 0;
     if (!reader.getI32(&out->cmdId) || !reader.getText(&out->msg, Protocol::kMaxTextSize)) {
-        *error = "event: truncated command id or message (message limit 4096 bytes)";
+        *error = "event: truncated command id or message (message limit " + textLimit() + ")";
         return false;
     }
     if (out->msg.find('\0') != std::string::npos) {
@@ -62,13 +66,13 @@ bool decodeGetConfig(WireReader& reader, Request* out, std::string* error) {
 bool decodeDump(WireReader& reader, Request* out, std::string* error) {
     uint32_t count = 0;
     if (!reader.getCount(&count, kIntSize) || count > Protocol::kMaxDumpArgs) {
-        *error = "dump: bad argument count (limit 16)";
+        *error = "dump: bad argument count (limit " + std::to_string(Protocol::kMaxDumpArgs) + ")";
         return false;
     }
     out->args.resize(count);
     for (uint32_t i = 0; i < count; ++i) {
         if (!reader.getText(&out->args[i], Protocol::kMaxTextSize)) {
-            *error = "dump: truncated or too long argument (limit 4096 bytes)";
+            *error = "dump: truncated or too long argument (limit " + textLimit() + ")";
             return false;
         }
     }
@@ -116,10 +120,9 @@ std::vector<uint8_t> Request::encodeBody() const {
 }
 
 bool Request::checkLimits(std::string* error) const {
-    const std::string textLimit = std::to_string(Protocol::kMaxTextSize) + " bytes";
     if (msg.size() > Protocol::kMaxTextSize) {
         *error = "the message is " + std::to_string(msg.size()) +
-                 " bytes long, over the protocol's limit of " + textLimit;
+                 " bytes long, over the protocol's limit of " + textLimit();
         return false;
     }
     if (args.size() > Protocol::kMaxDumpArgs) {
@@ -130,7 +133,7 @@ bool Request::checkLimits(std::string* error) const {
     for (size_t i = 0; i < args.size(); ++i) {
         if (args[i].size() > Protocol::kMaxTextSize) {
             *error = "argument " + std::to_string(i + 1) + " is " + std::to_string(args[i].size()) +
-                     " bytes long, over the protocol's limit of " + textLimit;
+                     " bytes long, over the protocol's limit of " + textLimit();
             return false;
         }
     }

@@ -14,7 +14,6 @@ public:
     void putText(const std::string& text);
     void putBytes(const uint8_t* data, size_t size);
 
-    const std::vector<uint8_t>& bytes() const { return mBytes; }
     std::vector<uint8_t> take() { return std::move(mBytes); }
 
 private:
