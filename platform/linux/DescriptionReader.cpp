@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <set>
 
 #include "config/Vocabulary.h"
@@ -49,11 +50,13 @@ bool DescriptionReader::readFile(FileOps& ops, const std::string& path, BackendD
         *error = path + ": cannot read the back-end description: " + strerror(-fd);
         return false;
     }
-    std::string data(kMaxSize + 1, '\0');
+    // Left unfilled, as a description is far smaller than the limit.
+    const size_t size = kMaxSize + 1;
+    std::unique_ptr<char[]> data(new char[size]);
     size_t total = 0;
     ssize_t n = 0;
-    while (total < data.size() &&
-           (n = ops.pread(fd, &data[total], data.size() - total, static_cast<off_t>(total))) > 0) {
+    while (total < size &&
+           (n = ops.pread(fd, &data[total], size - total, static_cast<off_t>(total))) > 0) {
         total += static_cast<size_t>(n);
     }
     ops.close(fd);
@@ -66,7 +69,7 @@ bool DescriptionReader::readFile(FileOps& ops, const std::string& path, BackendD
                  " bytes";
         return false;
     }
-    return parse(data.data(), total, path, out, error);
+    return parse(data.get(), total, path, out, error);
 }
 
 bool DescriptionReader::parse(const char* data, size_t size, const std::string& fileName,

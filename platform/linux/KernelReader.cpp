@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <memory>
 
 #include "platform/linux/KernelText.h"
 
@@ -26,11 +27,13 @@ int KernelReader::readText(const std::string& fullPath, std::string* text, size_
     }
     // One byte beyond the limit tells a file that is too long from one that fits.
     char small[kMaxText + 1];
-    std::string large;
+    // Left unfilled: a table of a few hundred bytes then costs the pages it fills,
+    // not a clearing of the whole limit (256 KiB for the mount table) at each read.
+    std::unique_ptr<char[]> large;
     if (limit > kMaxText) {
-        large.resize(limit + 1);
+        large.reset(new char[limit + 1]);
     }
-    char* buffer = limit > kMaxText ? &large[0] : small;
+    char* buffer = limit > kMaxText ? large.get() : small;
     const size_t size = limit + 1;  // the small buffer holds kMaxText + 1
     size_t total = 0;
     int result = 0;
