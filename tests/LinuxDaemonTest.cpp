@@ -31,7 +31,9 @@ protected:
     std::string mDescription;
 };
 
-TEST_F(LinuxDaemonTest, BriskctlChangesTheKernelFilesAndSigtermPutsThemBack) {
+// The status shows the kernel files as nodes, with their originals and the
+// holders the back-end keeps; it writes nothing.
+TEST_F(LinuxDaemonTest, BriskctlChangesTheKernelFilesStatusShowsThemAndSigtermPutsThemBack) {
     writeConfig(R"(
   <cmd id="5376" name="defaults"><s><hmp>0</hmp></s></cmd>
   <cmd id="4116" name="probe"><s><duration>80</duration></s></cmd>
@@ -48,35 +50,37 @@ TEST_F(LinuxDaemonTest, BriskctlChangesTheKernelFilesAndSigtermPutsThemBack) {
     EXPECT_EQ(ctl({"get", "22", "24", "26", "big_cpu_max"}).out,
               "result 0: done\n22 1800000\n24 2400000\n26 800000\nbig_cpu_max 2000000\n");
 
+    Json status = json({"status"});
+    const Json* backend = status.get("backend");
+    ASSERT_NE(backend, nullptr);
+    EXPECT_EQ(fields(backend, {"name"}), "linux");
+    ASSERT_FALSE(backend->get("facts")->items.empty());
+    EXPECT_EQ(backend->get("facts")->items[0].text.find("found: little cluster policy0"), 0u);
+    auto node = [&](const std::string& file) {
+        for (const Json& n : backend->get("nodes")->items) {
+            if (n.textOr("file", "") == file) {
+                return fields(&n, {"tag", "item", "unit", "value", "original"}) + " held by " +
+                       eachFields(n.get("holders"), {"kind", "client", "name"});
+            }
+        }
+        return "no node for " + file;
+    };
+    EXPECT_EQ(node(cpu(4, "max")), "5 kHz 2000000 2400000 held by client DUSK");
+    // The game's ceiling is the frequency manager's event request alone: the
+    // back-end holds only the platform items of the untimed on/off step.
+    EXPECT_EQ(node(cpu(0, "max")), "2 kHz 1200000 1800000 held by event game");
+    EXPECT_EQ(node("/sys/module/touch/boost"), "0 touch fast idle held by command game");
+    const std::string human = ctl({"status"}).out;
+    EXPECT_NE(human.find("  touch                              fast       idle  command 12300 game "
+                         "fast\n      /sys/module/touch/boost\n"),
+              std::string::npos)
+        << human;
+
     EXPECT_EQ(stop(SIGTERM), 0);
     EXPECT_EQ(mTree.read(cpu(0, "max")), "1800000");
     EXPECT_EQ(mTree.read(cpu(4, "max")), "2400000");
     EXPECT_EQ(mTree.read("/sys/class/devfreq/13000000.mali/max_freq"), "800000000");
     EXPECT_EQ(mTree.read("/sys/module/touch/boost"), "idle");
-}
-
-TEST_F(LinuxDaemonTest, GroupLevelsFromClientsAndEventsReachTheCgroupFiles) {
-    mTree.addCgroups("/dev/cpuctl", 1, {"top-app", "foreground", "system-background", "background"},
-                     true);
-    writeConfig(R"(
-  <cmd id="5376" name="defaults"><s><boost>0</boost><vip>0</vip><top_app>0</top_app><root>0</root>
-    <foreground>0</foreground><system_background>0</system_background>
-    <key_background>0</key_background><background>0</background></s></cmd>
-  <cmd id="4116" name="probe"><s><duration>80</duration></s></cmd>
-  <cmd id="200" name="launch_groups"><s><top_app>30</top_app><foreground>20</foreground></s></cmd>
-)");
-    start(linuxArgs());
-    EXPECT_EQ(ctl({"event", "200"}).out, "result 0: done\n");
-    EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.uclamp.min"), "35.00");
-    EXPECT_EQ(mTree.read("/dev/cpuctl/foreground/cpu.uclamp.min"), "20.00");
-    // DUSK calms the background group (index 8) to level -20.
-    EXPECT_EQ(ctl({"set", "DUSK", "42=" + std::to_string(8 << 16)}).out, "result 0: done\n");
-    EXPECT_EQ(mTree.read("/dev/cpuctl/background/cpu.uclamp.max"), "30.00");
-
-    EXPECT_EQ(stop(SIGTERM), 0);
-    EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.uclamp.min"), "0.00");
-    EXPECT_EQ(mTree.read("/dev/cpuctl/top-app/cpu.shares"), "1024");
-    EXPECT_EQ(mTree.read("/dev/cpuctl/background/cpu.uclamp.max"), "max");
 }
 
 TEST_F(LinuxDaemonTest, CheckBackendSaysWhatItWouldWriteAndWhetherItCan) {

@@ -50,6 +50,34 @@ Bytes concat(std::initializer_list<Bytes> parts) {
     return out;
 }
 
+std::string fields(const Json* object, std::initializer_list<const char*> keys) {
+    std::string out;
+    for (const char* key : keys) {
+        const Json* v = object == nullptr ? nullptr : object->get(key);
+        if (v == nullptr || v->type == Json::Type::Null ||
+            (v->type == Json::Type::String && v->text.empty())) {
+            continue;
+        }
+        out += out.empty() ? "" : " ";
+        if (v->type == Json::Type::Number) {
+            out += std::to_string(static_cast<long long>(v->number));
+        } else if (v->type == Json::Type::Bool) {
+            out += v->boolean ? "true" : "false";
+        } else {
+            out += v->text;
+        }
+    }
+    return out;
+}
+
+std::string eachFields(const Json* array, std::initializer_list<const char*> keys) {
+    std::string out;
+    for (size_t i = 0; array != nullptr && i < array->items.size(); ++i) {
+        out += (i == 0 ? "" : "; ") + fields(&array->items[i], keys);
+    }
+    return out;
+}
+
 std::string readFile(const std::string& path) {
     std::ifstream in(path);
     std::stringstream all;
@@ -127,15 +155,4 @@ void ChildAs::waitForRelease() {
 
 std::string ChildAs::result() {
     return readToEnd(mReport[0], 60000);
-}
-
-int versionsUntilRefused(RawClient& client, int limit, RawReply* refusal) {
-    for (int granted = 0; granted < limit; ++granted) {
-        RawReply reply = client.call(kVersion, {});
-        if (reply.status != kOk) {
-            *refusal = reply;
-            return granted;
-        }
-    }
-    return limit;
 }

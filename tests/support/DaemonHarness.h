@@ -15,6 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -28,19 +29,18 @@
 
 #include "tests/support/ProgramCommand.h"
 #include "tests/support/ServerHarness.h"
+#include "tools/protocol/JsonReader.h"
 
 extern const char kBriskd[];
 extern const char kBriskctl[];
-constexpr uid_t kNobody = 65534;
-constexpr gid_t kNogroup = 65534;
+constexpr uid_t kNobody = 65534;  // and its group, gid 65534
 // As a program's standard output path: none, the descriptor closed.
 constexpr const char* kNoStdout = "<closed>";
 
 // Request types and reply statuses of protocol version 1.
-enum : uint16_t { kEvent = 1, kSet = 2, kGet = 3, kDump = 4, kVersion = 5 };
-enum : uint16_t { kStatus = 6, kCommands = 7 };
-enum : int32_t { kOk = 0, kDenied = 1, kBad = 2, kBadVersion = 3, kTooLarge = 4, kUnknown = 5 };
-enum : int32_t { kBusy = 6, kDumpBlocked = 7, kDumpFailed = 8 };
+enum : uint16_t { kEvent = 1, kSet = 2, kGet = 3, kDump = 4, kVersion = 5, kStatus = 6 };
+enum : int32_t { kOk = 0, kBad = 2, kBadVersion = 3, kTooLarge = 4, kUnknown = 5, kBusy = 6 };
+enum : int32_t { kDumpBlocked = 7 };
 
 using Bytes = std::vector<uint8_t>;
 using Clock = std::chrono::steady_clock;
@@ -59,6 +59,12 @@ struct RawReply {
     std::vector<int32_t> values;
     std::string document;  // status and command list: the JSON text after the values
 };
+
+// The members `keys` of a status or command-list object, space-separated in that
+// order (texts, whole numbers, true/false; missing, null or empty ones left out), and of each
+// object of an array, "; "-separated: one comparable line for many fields.
+std::string fields(const Json* object, std::initializer_list<const char*> keys);
+std::string eachFields(const Json* array, std::initializer_list<const char*> keys);
 
 std::string readFile(const std::string& path);
 std::vector<std::string> splitLines(const std::string& all);
@@ -215,10 +221,6 @@ private:
     int mRelease[2] = {-1, -1};
 };
 
-// Sends version requests on `client` until one is refused or `limit` were
-// granted; returns the number granted, and the refusal in `refusal`.
-int versionsUntilRefused(RawClient& client, int limit, RawReply* refusal);
-
 struct CtlRun {
     int exitCode = -1;
     std::string out;
@@ -272,18 +274,33 @@ protected:
         return args;
     }
 
-    // Runs briskd without waiting for it; stderr goes to the folder's log.
-    pid_t spawn(const std::vector<std::string>& args) {
+    // Runs a program without waiting for it (as `asNobody`: as uid and gid 65534):
+    // standard output to `outPath` (kNoStdout: closed), standard error to `errPath`.
+    static pid_t launch(const std::vector<std::string>& args, const std::string& outPath,
+                        const std::string& errPath, bool asNobody = false) {
         const ProgramCommand command(args);
-        std::string log = mDir + "/briskd.log";
         pid_t pid = fork();
         if (pid == 0) {
-            int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
-            dup2(fd, STDERR_FILENO);
+            int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+            if (outPath == kNoStdout) {
+                close(STDOUT_FILENO);
+            } else {
+                dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644), STDOUT_FILENO);
+            }
+            dup2(err, STDERR_FILENO);
+            if (asNobody &&
+                (setgroups(0, nullptr) != 0 || setgid(kNobody) != 0 || setuid(kNobody) != 0)) {
+                _exit(126);
+            }
             command.exec();
             _exit(127);
         }
         return pid;
+    }
+
+    // Runs briskd without waiting for it; its output goes to the folder's log.
+    pid_t spawn(const std::vector<std::string>& args) {
+        return launch(args, mDir + "/briskd.log", mDir + "/briskd.log");
     }
 
     // Starts the daemon and waits until it answers.
@@ -316,23 +333,7 @@ protected:
         int n = counter++;
         std::string outPath = stdoutPath.empty() ? mDir + "/out" + std::to_string(n) : stdoutPath;
         std::string errPath = mDir + "/err" + std::to_string(n);
-        const ProgramCommand command(args);
-        pid_t pid = fork();
-        if (pid == 0) {
-            int err = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            if (outPath == kNoStdout) {
-                close(STDOUT_FILENO);
-            } else {
-                dup2(open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644), STDOUT_FILENO);
-            }
-            dup2(err, STDERR_FILENO);
-            if (asNobody &&
-                (setgroups(0, nullptr) != 0 || setgid(kNogroup) != 0 || setuid(kNobody) != 0)) {
-                _exit(126);
-            }
-            command.exec();
-            _exit(127);
-        }
+        pid_t pid = launch(args, outPath, errPath, asNobody);
         int status = 0;
         waitpid(pid, &status, 0);
         CtlRun result;
@@ -359,12 +360,19 @@ protected:
     }
 
     bool recordHas(const std::string& line) const {
-        for (const std::string& l : record()) {
-            if (l == line) {
-                return true;
-            }
-        }
-        return false;
+        const std::vector<std::string> lines = record();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
+    }
+
+    // The JSON of `briskctl args... --json`, which must exit with `exitCode`.
+    Json json(std::vector<std::string> args, int exitCode = 0) {
+        args.push_back("--json");
+        CtlRun run = ctl(args);
+        EXPECT_EQ(run.exitCode, exitCode) << run.err;
+        Json document;
+        std::string error;
+        EXPECT_TRUE(parseJson(run.out, &document, &error)) << error << "\n" << run.out;
+        return document;
     }
 
     size_t daemonFdCount() const {
