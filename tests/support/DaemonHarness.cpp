@@ -1,6 +1,5 @@
 #include "tests/support/DaemonHarness.h"
 
-#include <cerrno>
 #include <fstream>
 #include <sstream>
 
@@ -139,20 +138,4 @@ ChildAs::~ChildAs() {
     if (mPid > 0) {
         waitpid(mPid, nullptr, 0);
     }
-}
-
-void ChildAs::report(const std::string& text) {
-    (void)!write(mReport[1], text.data(), text.size());
-    close(mReport[1]);
-    mReport[1] = -1;
-}
-
-void ChildAs::waitForRelease() {
-    char byte;
-    while (read(mRelease[0], &byte, 1) < 0 && errno == EINTR) {
-    }
-}
-
-std::string ChildAs::result() {
-    return readToEnd(mReport[0], 60000);
 }

@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -208,11 +209,19 @@ public:
     ChildAs& operator=(const ChildAs&) = delete;
 
     // In the child: sends `text` to the parent, once.
-    void report(const std::string& text);
+    void report(const std::string& text) {
+        (void)!write(mReport[1], text.data(), text.size());
+        close(mReport[1]);
+        mReport[1] = -1;
+    }
     // In the child: returns when the parent lets go.
-    void waitForRelease();
+    void waitForRelease() {
+        char byte;
+        while (read(mRelease[0], &byte, 1) < 0 && errno == EINTR) {
+        }
+    }
     // In the parent: what the child reported (waits for it).
-    std::string result();
+    std::string result() { return readToEnd(mReport[0], 60000); }
     pid_t pid() const { return mPid; }
 
 private:
