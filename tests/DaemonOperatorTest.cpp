@@ -133,10 +133,23 @@ TEST_F(DaemonOperatorTest, AnswersSayWhatTheyMean) {
     EXPECT_EQ(json({"event", "555"}, 1).numberOr("result", 0), 2);
     EXPECT_EQ(json({"version"}).numberOr("version", 0), 1);
 
-    // Ids the service never dispatches, names, typos, bad numbers: refused (exit
-    // status 2) before anything is sent.
+    // Ids the service never dispatches, names, typos, bad numbers, requests over
+    // the protocol's limits: refused (exit status 2) before anything is sent.
     const size_t before = record().size();
+    std::vector<std::string> set = {"set", "DUSK"}, gets = {"get"}, event = {"event", "100"};
+    for (int i = 0; i < 5000; ++i) {
+        set.push_back("gpu_max=1");
+        gets.push_back("22");
+        event.push_back("0");
+    }
     const std::pair<std::vector<std::string>, std::string> usageErrors[] = {
+        {set,
+         "5000 pairs make a request body of 40008 bytes, over the protocol's limit of 16384 "
+         "bytes; nothing was sent"},
+        {gets, "5000 tags make a request body of 20004 bytes, over the protocol's limit of 16384"},
+        {event, "5000 values make a request body of 20012 bytes, over the protocol's limit of"},
+        {{"event", "100", "--msg", std::string(4097, 'x')}, "limit of 4096 bytes; nothing was"},
+        {{"dump", std::string(4097, 'x')}, "argument 1 is 4097 bytes long, over the protocol's"},
         {{"event", "30000", "0"}, "above 20225"},
         {{"event", "30000", "0"}, "--force"},
         {{"event", "gmae", "begin"}, "did you mean game?"},

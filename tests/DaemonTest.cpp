@@ -46,31 +46,6 @@ TEST_F(DaemonTest, EveryEntryPointReachesTheServiceThroughBriskctl) {
     EXPECT_EQ(stop(), 0);
 }
 
-TEST_F(DaemonTest, BriskctlRefusesOversizeRequestsWithoutConnecting) {
-    // No daemon runs: a request that got as far as connecting would exit 3.
-    std::vector<std::string> set = {"set", "DUSK"};
-    std::vector<std::string> get = {"get"};
-    std::vector<std::string> event = {"event", "100"};
-    for (int i = 0; i < 5000; ++i) {
-        set.push_back("gpu_max=1");
-        get.push_back("22");
-        event.push_back("0");
-    }
-    const std::pair<std::vector<std::string>, std::string> cases[] = {
-        {set, "5000 pairs make a request body of 40008 bytes, over the protocol's limit of 16384"},
-        {get, "5000 tags make a request body of 20004 bytes, over the protocol's limit of 16384"},
-        {event, "5000 values make a request body of 20012 bytes, over the protocol's limit of"},
-        {{"event", "100", "--msg", std::string(4097, 'x')}, "limit of 4096 bytes"},
-        {{"dump", std::string(4097, 'x')}, "argument 1 is 4097 bytes long, over the protocol's"},
-    };
-    for (const auto& c : cases) {
-        CtlRun run = ctl(c.first);
-        EXPECT_EQ(run.exitCode, 2) << run.err;
-        EXPECT_NE(run.err.find(c.second), std::string::npos) << run.err;
-        EXPECT_NE(run.err.find("; nothing was sent"), std::string::npos) << run.err;
-    }
-}
-
 TEST_F(DaemonTest, ManyClientsAtOnceAreAllServed) {
     start({"--max-clients", "16"});
     constexpr int kThreads = 8;
