@@ -53,7 +53,6 @@ Bytes text(const std::string& s);
 Bytes concat(std::initializer_list<Bytes> parts);
 
 struct RawReply {
-    uint16_t type = 0;
     int32_t status = -99;
     std::string message;
     int32_t result = -99;
@@ -145,7 +144,6 @@ public:
         if (!readExact(header, sizeof(header), timeoutMs) || memcmp(header, "BRSK", 4) != 0) {
             return false;
         }
-        reply->type = static_cast<uint16_t>(header[6] | (header[7] << 8));
         uint32_t size = get32(header + 8);
         Bytes body(size);
         if (size < 16 || !readExact(body.data(), size, timeoutMs)) {
