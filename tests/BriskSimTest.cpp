@@ -71,8 +71,11 @@ private:
 };
 
 // Runs brisk-sim with `args` and `input` on its standard input; kills it after
-// 30 seconds (a hang is a failure, not a stuck test).
-SimRun runSim(const std::vector<std::string>& args, const std::string& input = "") {
+// 30 seconds (a hang is a failure, not a stuck test). With `terminal`, its
+// standard output is a pseudo terminal of the test, and NO_COLOR is set to
+// `noColor` when that is not null.
+SimRun runSim(const std::vector<std::string>& args, const std::string& input = "",
+              bool terminal = false, const char* noColor = nullptr) {
     TempDir dir;
     const std::string in = dir.file("in", input);
     const std::string out = dir.file("out", "");
@@ -80,18 +83,30 @@ SimRun runSim(const std::vector<std::string>& args, const std::string& input = "
     std::vector<std::string> words{kBinary};
     words.insert(words.end(), args.begin(), args.end());
     const ProgramCommand command(words);
+    const int master = terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
+    if (terminal && (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0)) {
+        return SimRun{-1, "<no pseudo terminal>", ""};
+    }
+    const int slave = terminal ? open(ptsname(master), O_RDWR | O_NOCTTY) : -1;
     pid_t pid = fork();
     if (pid == 0) {
-        int fdIn = open(in.c_str(), O_RDONLY);
-        int fdOut = open(out.c_str(), O_WRONLY | O_TRUNC);
-        int fdErr = open(err.c_str(), O_WRONLY | O_TRUNC);
-        dup2(fdIn, 0);
-        dup2(fdOut, 1);
-        dup2(fdErr, 2);
+        dup2(open(in.c_str(), O_RDONLY), 0);
+        dup2(terminal ? slave : open(out.c_str(), O_WRONLY | O_TRUNC), 1);
+        dup2(open(err.c_str(), O_WRONLY | O_TRUNC), 2);
+        setenv("TERM", "xterm", 1);
+        noColor != nullptr ? setenv("NO_COLOR", noColor, 1) : unsetenv("NO_COLOR");
         command.exec();
         _exit(127);
     }
     SimRun run;
+    if (terminal) {
+        close(slave);
+        char buffer[4096];
+        for (ssize_t n; (n = read(master, buffer, sizeof(buffer))) > 0;) {
+            run.out.append(buffer, static_cast<size_t>(n));
+        }
+        close(master);
+    }
     int status = 0;
     for (int waited = 0; waitpid(pid, &status, WNOHANG) == 0; waited += 5) {
         if (waited > 30000) {
@@ -102,7 +117,7 @@ SimRun runSim(const std::vector<std::string>& args, const std::string& input = "
         usleep(5000);
     }
     run.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    run.out = readFile(out);
+    run.out += readFile(out);
     run.err = readFile(err);
     return run;
 }
@@ -228,14 +243,8 @@ TEST_F(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscript) {
             writeFile(golden, transcript);
             continue;
         }
-        const std::vector<std::string> want = lines(readFile(golden));
-        const std::vector<std::string> got = lines(transcript);
-        for (size_t i = 0; i < std::max(want.size(), got.size()); ++i) {
-            ASSERT_EQ(i < got.size() ? got[i] : "<end of transcript>",
-                      i < want.size() ? want[i] : "<end of golden file>")
-                << name << ": transcript line " << i + 1 << " differs from tests/golden/" << name
-                << ".transcript";
-        }
+        EXPECT_EQ(transcript, readFile(golden))
+            << name << ": the transcript differs from tests/golden/" << name << ".transcript";
     }
 }
 
@@ -832,44 +841,15 @@ TEST_F(BriskSimCheck, ReportsInJsonForEditorsAndCi) {
     EXPECT_EQ(report.get("findings")->items[0].get("command")->type, Json::Type::Null);
 }
 
-// Runs brisk-sim with `args` and its standard output on a terminal (a pseudo
-// terminal of the test), with NO_COLOR set to `noColor` when it is not null.
-std::string onTerminal(const std::vector<std::string>& args, const char* noColor) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) {
-        return "<no pseudo terminal>";
-    }
-    const int slave = open(ptsname(master), O_RDWR | O_NOCTTY);
-    std::vector<std::string> words{kBinary};
-    words.insert(words.end(), args.begin(), args.end());
-    const ProgramCommand command(words);
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(slave, 1);
-        setenv("TERM", "xterm", 1);
-        noColor != nullptr ? setenv("NO_COLOR", noColor, 1) : unsetenv("NO_COLOR");
-        command.exec();
-        _exit(127);
-    }
-    close(slave);
-    std::string out;
-    char buffer[4096];
-    for (ssize_t n; (n = read(master, buffer, sizeof(buffer))) > 0;) {
-        out.append(buffer, static_cast<size_t>(n));
-    }
-    close(master);
-    waitpid(pid, nullptr, 0);
-    return out;
-}
-
 TEST_F(BriskSimCheck, ColoursSeveritiesOnATerminalUnlessNoColorIsSet) {
     TempDir dir;
     const std::vector<std::string> args{"--check", "--config",
                                         dir.file("c.xml", startUpAnd("<c id=\"12300\"><s/></c>"))};
     const std::string warning = "\033[1;33mwarning\033[0m 12300";
-    EXPECT_TRUE(contains(onTerminal(args, nullptr), warning)) << onTerminal(args, nullptr);
-    EXPECT_TRUE(contains(onTerminal(args, ""), warning)) << "an empty NO_COLOR is not set";
-    EXPECT_FALSE(contains(onTerminal(args, "1"), "\033[")) << "NO_COLOR=1: no colour";
+    EXPECT_TRUE(contains(runSim(args, "", true).out, warning)) << runSim(args, "", true).out;
+    EXPECT_TRUE(contains(runSim(args, "", true, "").out, warning))
+        << "an empty NO_COLOR is not set";
+    EXPECT_FALSE(contains(runSim(args, "", true, "1").out, "\033[")) << "NO_COLOR=1: no colour";
     EXPECT_FALSE(contains(runSim(args).out, "\033[")) << "no colour into a file";
 }
 
