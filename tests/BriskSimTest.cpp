@@ -1,6 +1,7 @@
-// brisk-sim as its users run it: the examples against their golden transcripts,
-// the scenario language and its errors, the configuration checker on good and
-// broken files, and inputs that must never crash it.
+// brisk-sim as its users run it: the examples against their golden transcripts
+// and timelines, the scenario language and its errors, the configuration checker
+// on good and broken files. Random scenarios and configuration files are the
+// fuzz targets' job (tests/fuzz/ScenarioFuzz.cpp, ConfigCheckerFuzz.cpp).
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -116,8 +117,8 @@ SimRun runSim(const std::vector<std::string>& args, const std::string& input = "
     return run;
 }
 
-SimRun runScenario(const std::string& scenario, const std::string& config = kShippedConfig) {
-    return runSim({"--config", config, "-"}, scenario);
+SimRun runScenario(const std::string& scenario) {
+    return runSim({"--config", kShippedConfig, "-"}, scenario);
 }
 
 SimRun check(const std::string& xml, const std::vector<std::string>& more = {}) {
@@ -134,10 +135,8 @@ std::string policy(const std::string& commands) {
 // A file of the two commands start-up needs (lines 3 and 4), so that a test
 // config is about its own point, and `commands` from line 5 on.
 std::string startUpAnd(const std::string& commands) {
-    return policy(
-        "<c id=\"5376\"><s><hmp>0</hmp></s></c>\n<c "
-        "id=\"4116\"><s><duration>10</duration></s></c>\n" +
-        commands);
+    return policy("<c id=\"5376\"><s><hmp>0</hmp></s></c>\n" +
+                  std::string("<c id=\"4116\"><s><duration>10</duration></s></c>\n") + commands);
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -197,24 +196,84 @@ class BriskSimCheck : public BriskSimBinary {};
 
 // ---- the shipped files ----
 
-// BRISK_UPDATE_GOLDEN=1 rewrites the golden files from the current transcripts.
-TEST_F(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscript) {
-    const std::vector<std::string> names = exampleNames();
-    ASSERT_GE(names.size(), 4u) << "etc/examples holds the example scenarios";
-    for (const std::string& name : names) {
-        SimRun run =
-            runSim({"--config", kShippedConfig, kSource + "/etc/examples/" + name + ".scenario"});
-        expectClean(run, name);
-        EXPECT_EQ(run.status, 0) << name << " must run to its end:\n" << run.err;
-        const std::string golden = kSource + "/tests/golden/" + name + ".transcript";
-        const std::string transcript = maskJankTime(run.out);
-        if (getenv("BRISK_UPDATE_GOLDEN") != nullptr) {
-            writeFile(golden, transcript);
+// Nodes the transcript shows the device set to: frequency and thermal limits
+// written with setConfig, group levels with doSchedLevelAction.
+std::set<std::string> nodesSetIn(const std::string& transcript) {
+    std::set<std::string> nodes;
+    std::istringstream in(transcript);
+    for (std::string line; std::getline(in, line);) {
+        const bool config = line.compare(0, 15, "plat setConfig ") == 0;
+        const bool levels = line.compare(0, 24, "plat doSchedLevelAction ") == 0;
+        if (!config && !levels) {
             continue;
         }
-        EXPECT_EQ(transcript, readFile(golden))
-            << name << ": the transcript differs from tests/golden/" << name << ".transcript";
+        std::istringstream words(line.substr(config ? 15 : 24));
+        for (std::string pair; words >> pair;) {
+            const int tag = std::stoi(pair.substr(0, pair.find(':')));
+            const bool drawn =
+                levels || Vocabulary::freqDomainOf(tag) >= 0 ||
+                (tag >= BRISK_TAG_IPA_ON_TEMP && tag <= BRISK_TAG_IPA_SUSTAINABLE_POWER);
+            if (drawn && Vocabulary::nameForTag(tag) != nullptr) {
+                nodes.insert(Vocabulary::nameForTag(tag));
+            }
+        }
     }
+    return nodes;
+}
+
+// Each example runs to its end with the transcript of its golden file and draws
+// its timeline. BRISK_UPDATE_GOLDEN=1 rewrites the golden files instead.
+TEST_F(BriskSimExamples, EveryExampleReplaysToItsGoldenTranscriptAndDrawsItsTimeline) {
+    const std::vector<std::string> names = exampleNames();
+    ASSERT_GE(names.size(), 4u) << "etc/examples holds the example scenarios";
+    const bool renderer = system("command -v rsvg-convert >/dev/null 2>&1") == 0;
+    TempDir dir;
+    for (const std::string& name : names) {
+        const std::string svg = dir.file(name + ".svg", "");
+        SimRun run = runSim({"--config", kShippedConfig, "--timeline", svg,
+                             kSource + "/etc/examples/" + name + ".scenario"});
+        expectClean(run, name);
+        ASSERT_EQ(run.status, 0) << name << " must run to its end:\n" << run.err;
+        const std::string golden = kSource + "/tests/golden/" + name + ".transcript";
+        if (getenv("BRISK_UPDATE_GOLDEN") != nullptr) {
+            writeFile(golden, maskJankTime(run.out));
+        }
+        EXPECT_EQ(maskJankTime(run.out), readFile(golden))
+            << name << ": the transcript differs from tests/golden/" << name << ".transcript";
+
+        tinyxml2::XMLDocument doc;
+        ASSERT_EQ(doc.LoadFile(svg.c_str()), tinyxml2::XML_SUCCESS)
+            << name << ": the SVG must be well-formed XML: " << doc.ErrorStr();
+        std::set<std::string> series;
+        size_t count = 0;
+        for (const tinyxml2::XMLElement* g = doc.RootElement()->FirstChildElement("g");
+             g != nullptr; g = g->NextSiblingElement("g")) {
+            if (g->Attribute("class", "series") != nullptr) {
+                series.insert(g->Attribute("data-node"));
+                ++count;
+            }
+        }
+        EXPECT_EQ(series, nodesSetIn(run.out)) << name << ": one series per node that changed";
+        EXPECT_EQ(count, series.size()) << name << ": no node drawn twice";
+        const std::string text = readFile(svg);
+        EXPECT_FALSE(contains(text, "<script") || contains(text, "href") ||
+                     contains(text, "<image"))
+            << name << ": the picture is self-contained";
+        ASSERT_TRUE(renderer) << "rsvg-convert (librsvg2-bin, scripts/setup.sh) renders the SVG";
+        const std::string png = dir.file(name + ".png", "");
+        ASSERT_EQ(system(("rsvg-convert -o " + png + " " + svg).c_str()), 0) << name;
+        EXPECT_EQ(readFile(png).compare(0, 4, "\x89PNG"), 0) << name << ": a PNG";
+        EXPECT_GT(readFile(png).size(), 10000u) << name << ": the PNG shows something";
+    }
+    // A page of its own when the picture's name ends in .html.
+    const std::string html = dir.file("tour.html", "");
+    ASSERT_EQ(runSim({"--config", kShippedConfig, "--timeline", html,
+                      kSource + "/etc/examples/tour.scenario"})
+                  .status,
+              0);
+    const std::string text = readFile(html);
+    EXPECT_EQ(text.compare(0, 15, "<!DOCTYPE html>"), 0);
+    EXPECT_TRUE(contains(text, "<svg xmlns=") && !contains(text, "<script")) << "inline SVG";
 }
 
 // ---- the scenario language ----
@@ -394,75 +453,6 @@ TEST_F(BriskSimScenario, NamesCommandsAndClientsAsTheConfigurationDoes) {
               {"line 1: command id \"app_lunch\" is not a decimal int32 nor a command name of "
                "the configuration"},
               &SimRun::err);
-}
-
-// ---- the timeline ----
-
-// Nodes the transcript shows the device set to: frequency and thermal limits
-// written with setConfig, group levels with doSchedLevelAction.
-std::set<std::string> nodesSetIn(const std::string& transcript) {
-    std::set<std::string> nodes;
-    std::istringstream in(transcript);
-    for (std::string line; std::getline(in, line);) {
-        const bool config = line.compare(0, 15, "plat setConfig ") == 0;
-        const bool levels = line.compare(0, 24, "plat doSchedLevelAction ") == 0;
-        if (!config && !levels) {
-            continue;
-        }
-        std::istringstream words(line.substr(config ? 15 : 24));
-        for (std::string pair; words >> pair;) {
-            const int tag = std::stoi(pair.substr(0, pair.find(':')));
-            const bool drawn =
-                levels || Vocabulary::freqDomainOf(tag) >= 0 ||
-                (tag >= BRISK_TAG_IPA_ON_TEMP && tag <= BRISK_TAG_IPA_SUSTAINABLE_POWER);
-            if (drawn && Vocabulary::nameForTag(tag) != nullptr) {
-                nodes.insert(Vocabulary::nameForTag(tag));
-            }
-        }
-    }
-    return nodes;
-}
-
-TEST_F(BriskSimExamples, EveryExampleDrawsAWellFormedTimelineThatRenders) {
-    const bool renderer = system("command -v rsvg-convert >/dev/null 2>&1") == 0;
-    TempDir dir;
-    for (const std::string& name : exampleNames()) {
-        const std::string svg = dir.file(name + ".svg", "");
-        SimRun run = runSim({"--config", kShippedConfig, "--timeline", svg,
-                             kSource + "/etc/examples/" + name + ".scenario"});
-        expectClean(run, name);
-        ASSERT_EQ(run.status, 0) << name << ": " << run.err;
-        tinyxml2::XMLDocument doc;
-        ASSERT_EQ(doc.LoadFile(svg.c_str()), tinyxml2::XML_SUCCESS)
-            << name << ": the SVG must be well-formed XML: " << doc.ErrorStr();
-        std::set<std::string> series;
-        size_t count = 0;
-        for (const tinyxml2::XMLElement* g = doc.RootElement()->FirstChildElement("g");
-             g != nullptr; g = g->NextSiblingElement("g")) {
-            if (g->Attribute("class", "series") != nullptr) {
-                series.insert(g->Attribute("data-node"));
-                ++count;
-            }
-        }
-        EXPECT_EQ(series, nodesSetIn(run.out)) << name << ": one series per node that changed";
-        EXPECT_EQ(count, series.size()) << name << ": no node drawn twice";
-        const std::string text = readFile(svg);
-        EXPECT_FALSE(contains(text, "<script") || contains(text, "href") ||
-                     contains(text, "<image"))
-            << name << ": the picture is self-contained";
-        ASSERT_TRUE(renderer) << "rsvg-convert (librsvg2-bin, scripts/setup.sh) renders the SVG";
-        const std::string png = dir.file(name + ".png", "");
-        ASSERT_EQ(system(("rsvg-convert -o " + png + " " + svg).c_str()), 0) << name;
-        EXPECT_EQ(readFile(png).compare(0, 4, "\x89PNG"), 0) << name << ": a PNG";
-        EXPECT_GT(readFile(png).size(), 10000u) << name << ": the PNG shows something";
-    }
-    const std::string html = dir.file("tour.html", "");
-    SimRun page = runSim(
-        {"--config", kShippedConfig, "--timeline", html, kSource + "/etc/examples/tour.scenario"});
-    ASSERT_EQ(page.status, 0) << page.err;
-    const std::string text = readFile(html);
-    EXPECT_EQ(text.compare(0, 15, "<!DOCTYPE html>"), 0);
-    EXPECT_TRUE(contains(text, "<svg xmlns=") && !contains(text, "<script")) << "inline SVG";
 }
 
 // ---- the configuration checker ----
